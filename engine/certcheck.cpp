@@ -1,0 +1,2 @@
+/* certcheck.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* context.cpp */
+#include "soapengine.h"

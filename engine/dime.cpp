@@ -1,0 +1,2 @@
+/* dime.cpp */
+#include "soapengine.h"

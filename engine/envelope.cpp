@@ -1,0 +1,2 @@
+/* envelope.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* framing.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* http.cpp */
+#include "soapengine.h"

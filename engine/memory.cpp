@@ -1,0 +1,2 @@
+/* memory.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* mime.cpp */
+#include "soapengine.h"

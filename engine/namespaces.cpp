@@ -1,0 +1,2 @@
+/* namespaces.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* reader.cpp */
+#include "soapengine.h"

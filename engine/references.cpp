@@ -1,0 +1,2 @@
+/* references.cpp */
+#include "soapengine.h"

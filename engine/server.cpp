@@ -1,0 +1,2 @@
+/* server.cpp */
+#include "soapengine.h"

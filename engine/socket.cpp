@@ -1,0 +1,2 @@
+/* socket.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* tls.cpp */
+#include "soapengine.h"

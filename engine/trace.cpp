@@ -1,0 +1,2 @@
+/* trace.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+/* values.cpp */
+#include "soapengine.h"

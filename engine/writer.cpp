@@ -1,0 +1,2 @@
+/* writer.cpp */
+#include "soapengine.h"

@@ -1,0 +1,2 @@
+#include "orvsoap.h"
+int main() { return 0; }
