@@ -254,13 +254,13 @@ __attribute__((weak)) int soap_recv_raw(struct soap *soap) { abort(); }
 __attribute__((weak)) int soap_recv(struct soap *soap) { abort(); }
 __attribute__((weak)) soap_wchar soap_getchunkchar(struct soap *soap) { abort(); }
 __attribute__((weak)) int soap_move(struct soap *soap, long n) { abort(); }
-__attribute__((weak)) void soap_set_logfile(struct soap *soap, int slot, const char *path) { abort(); }
-__attribute__((weak)) void soap_set_recv_logfile(struct soap *soap, const char *path) { abort(); }
-__attribute__((weak)) void soap_set_sent_logfile(struct soap *soap, const char *path) { abort(); }
-__attribute__((weak)) void soap_open_logfile(struct soap *soap, int slot) { abort(); }
-__attribute__((weak)) void soap_close_logfile(struct soap *soap, int slot) { abort(); }
-__attribute__((weak)) void soap_close_logfiles(struct soap *soap) { abort(); }
-__attribute__((weak)) void soap_trace(struct soap *soap, int slot, const char *bytes, size_t n) { abort(); }
+__attribute__((weak)) void soap_set_logfile(struct soap *soap, int slot, const char *path) {}
+__attribute__((weak)) void soap_set_recv_logfile(struct soap *soap, const char *path) {}
+__attribute__((weak)) void soap_set_sent_logfile(struct soap *soap, const char *path) {}
+__attribute__((weak)) void soap_open_logfile(struct soap *soap, int slot) {}
+__attribute__((weak)) void soap_close_logfile(struct soap *soap, int slot) {}
+__attribute__((weak)) void soap_close_logfiles(struct soap *soap) {}
+__attribute__((weak)) void soap_trace(struct soap *soap, int slot, const char *bytes, size_t n) {}
 __attribute__((weak)) char *soap_trace_redact(const char *text, size_t size, size_t *out_size) { abort(); }
 __attribute__((weak)) void *soap_getelement(struct soap *soap, int *type) { abort(); }
 __attribute__((weak)) int soap_putelement(struct soap *soap, const void *ptr, const char *tag, int id, int type) { abort(); }
@@ -283,3 +283,24 @@ __attribute__((weak)) soap::soap(uint32_t) { abort(); }
 __attribute__((weak)) soap::soap(uint32_t, uint32_t) { abort(); }
 __attribute__((weak)) soap::~soap() {}
 __attribute__((weak)) void soap_init(struct soap *soap) { abort(); }
+#include "soapinternal.h"
+/* Defaults of the callback slots: harmless until their owners land. */
+__attribute__((weak)) int http_post(struct soap *, const char *, const char *, int, const char *, const char *, size_t) { return SOAP_OK; }
+__attribute__((weak)) int http_get(struct soap *) { return SOAP_GET_METHOD; }
+__attribute__((weak)) int http_405(struct soap *) { return 405; }
+__attribute__((weak)) int http_200(struct soap *) { return SOAP_OK; }
+__attribute__((weak)) int http_post_header(struct soap *, const char *, const char *) { return SOAP_OK; }
+__attribute__((weak)) int http_response(struct soap *, int, size_t) { return SOAP_OK; }
+__attribute__((weak)) int http_parse(struct soap *) { return SOAP_OK; }
+__attribute__((weak)) int http_parse_header(struct soap *, const char *, const char *) { return SOAP_OK; }
+__attribute__((weak)) int tcp_connect(struct soap *, const char *, const char *, int) { return -1; }
+__attribute__((weak)) int tcp_accept(struct soap *, int, struct sockaddr *, int *) { return -1; }
+__attribute__((weak)) int tcp_disconnect(struct soap *) { return SOAP_OK; }
+__attribute__((weak)) int tcp_closesocket(struct soap *, int) { return SOAP_OK; }
+__attribute__((weak)) int tcp_shutdownsocket(struct soap *, int, int) { return SOAP_OK; }
+__attribute__((weak)) int soap_io_send(struct soap *, const char *, size_t) { return SOAP_OK; }
+__attribute__((weak)) size_t soap_io_recv(struct soap *, char *, size_t) { return 0; }
+__attribute__((weak)) int soap_poll(struct soap *) { return SOAP_OK; }
+__attribute__((weak)) void soap_ssl_init(void) {}
+__attribute__((weak)) int ssl_auth_init(struct soap *) { return SOAP_OK; }
+__attribute__((weak)) int ssl_verify_callback(int ok, X509_STORE_CTX *) { return ok; }
