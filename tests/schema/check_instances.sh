@@ -4,7 +4,7 @@
 # refused by schema validation (not by a parse error). Not a check of the generated C++ code.
 # Usage: check_instances.sh [repo root]   (exit status non-zero on any failure)
 set -u
-root=${1:-$(cd "$(dirname "$0")/../.." && pwd)}
+root=$(cd "${1:-$(dirname "$0")/../..}" && pwd)
 here=$root/tests/schema
 fail=0
 command -v xmllint >/dev/null || { echo "FAIL: xmllint not found" >&2; exit 1; }
