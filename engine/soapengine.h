@@ -182,13 +182,18 @@ static_assert(sizeof(wchar_t) == 4, "wide strings are 32-bit code values");
 typedef int64_t  LONG64;
 typedef uint64_t ULONG64;
 
-/* TLS flags (ssl_flags), given their meaning by the TLS client */
-#define SOAP_SSL_NO_AUTHENTICATION          0x00
-#define SOAP_SSL_REQUIRE_SERVER_AUTHENTICATION 0x01
-#define SOAP_SSL_REQUIRE_CLIENT_AUTHENTICATION 0x02
-#define SOAP_SSL_SKIP_HOST_CHECK            0x04
-#define SOAP_SSL_ALLOW_EXPIRED_CERTIFICATE  0x08
-#define SOAP_SSL_DEFAULT                    SOAP_SSL_REQUIRE_SERVER_AUTHENTICATION
+/* TLS flags (ssl_flags) */
+#define SOAP_TLS_VERIFY_SERVER        0x0001  /* verify the peer; host checks after the handshake */
+#define SOAP_TLS_VERIFY_CLIENT        0x0002  /* accepting side: demand a verified peer certificate */
+#define SOAP_TLS_SKIP_HOST_CHECK      0x0004  /* a clean verification result is enough */
+#define SOAP_TLS_ALLOW_EXPIRED        0x0008  /* soap_ssl_client_context: forgive expiry */
+#define SOAP_TLS_NO_DEFAULT_CA_PATHS  0x0010  /* don't load the system's CA locations */
+#define SOAP_TLS_EPHEMERAL_RSA        0x0020  /* no DH parameters from dhfile (temporary RSA keys no
+                                                 longer exist in the TLS library) */
+#define SOAP_TLS_NO_TLSV1             0x0040  /* refuse TLS 1.0 */
+#define SOAP_TLS_NO_SSLV3             0x0080  /* refuse SSL 3 */
+#define SOAP_TLS_CLIENT_SIDE          0x0100  /* set on the client path, cleared by soap_ssl_accept */
+#define SOAP_SSL_DEFAULT              SOAP_TLS_VERIFY_SERVER  /* default of ssl_flags */
 
 struct soap;
 
@@ -348,6 +353,17 @@ struct soap_plugin {
     void (*fdelete)(struct soap *soap, struct soap_plugin *p);
 };
 
+/* What the trace filter of one log slot carries from one write to the next,
+ * so that a masked stretch split over two writes is still masked.  All zero
+ * at the start of a stream (a line start, nothing matched). */
+struct soap_trace_filter {
+    unsigned char dropping;  /* inside a certificate element */
+    unsigned char tag[4];    /* bytes matched of each certificate tag */
+    unsigned char hdr[2];    /* bytes matched of each credentials header name, 0xFF when the line isn't one */
+    unsigned char masking;   /* 1 in a credentials header value, 2 at the start of the line after it,
+                                3 in the leading blanks of a folded line that continues it */
+};
+
 /* A row of a code table: (code, name), ending with a null name. */
 struct soap_code_map {
     long code;
@@ -408,6 +424,9 @@ struct soap {
     int32_t port;
     char peer[128];              /* socket address of the peer */
     uint32_t peerlen;
+    unsigned char ipv4_multicast_ttl = 0;      /* datagrams: IP_MULTICAST_TTL when non-zero */
+    const char *ipv4_multicast_if = nullptr;   /* datagrams: 4-byte interface address, or null */
+    unsigned int ipv6_multicast_if = 0;        /* datagrams: scope id given to an IPv6 peer */
 
     /* input and output position */
     char buf[SOAP_BUFLEN];
@@ -490,6 +509,7 @@ struct soap {
     struct soap_xlist *xlist;
     const char *logfile[SOAP_MAXLOGS];
     FILE *fdebug[SOAP_MAXLOGS];
+    struct soap_trace_filter tracefilter[SOAP_MAXLOGS] = {};  /* reset when a slot closes */
     const char *c14ninclude;
     const char *c14nexclude;
     void *cookies;               /* not used by this system */
@@ -906,6 +926,72 @@ int soap_recv_raw(struct soap *soap);
 int soap_recv(struct soap *soap);
 soap_wchar soap_getchunkchar(struct soap *soap);
 int soap_move(struct soap *soap, long n);
+
+/* ------------------------------------------------------------------------ */
+/* HTTP and sockets                                                          */
+/* ------------------------------------------------------------------------ */
+
+/* Splits an address into endpoint, host, port (80, 443 for https:, or the
+ * address's own) and path ("/" when none). */
+void soap_set_endpoint(struct soap *soap, const char *endpoint);
+/* Opens or reuses the connection and writes the POST head.  `endpoints` may
+ * hold several addresses separated by blanks: the next one is tried only
+ * after a failed connection (28).  Returns the error code. */
+int soap_connect(struct soap *soap, const char *endpoints, const char *action);
+/* As soap_connect with the request form `command` (SOAP_POST, SOAP_POST_FILE,
+ * SOAP_GET, SOAP_CONNECT); a GET is sent at once. */
+int soap_connect_command(struct soap *soap, int command, const char *endpoints, const char *action);
+int soap_connect_command_single(struct soap *soap, int command, const char *endpoint, const char *action);
+/* Writes Content-Type, Content-Length or Transfer-Encoding, and Connection. */
+int soap_puthttphdr(struct soap *soap, int status, size_t count);
+/* Reads one header line (folded lines joined, CR dropped) into buf of size
+ * bytes.  0, SOAP_HDR (22) when the line is longer, or the end of input. */
+int soap_getline(struct soap *soap, char *buf, size_t size);
+/* The body of a failed answer as text in a block of the context, or null
+ * when there is neither a length nor chunking. */
+char *soap_get_http_body(struct soap *soap);
+/* Header value tokens: decode one key (up to "=,;") or value (after "=", up
+ * to ",;") into buf of len bytes; return the position after it. */
+const char *soap_decode_key(char *buf, size_t len, const char *val);
+const char *soap_decode_val(char *buf, size_t len, const char *val);
+/* The value of attribute `key` in a header value, in tmpbuf; null if absent. */
+const char *soap_get_header_attribute(struct soap *soap, const char *line, const char *key);
+/* The reason phrase of an HTTP status; "" for an unknown code. */
+const char *soap_http_status_text(struct soap *soap, int status);
+
+/* ------------------------------------------------------------------------ */
+/* TLS                                                                       */
+/* ------------------------------------------------------------------------ */
+
+/* Exported.  Sets the client's TLS files and flags (SOAP_TLS_*; the
+ * client-side bit is added) and builds the TLS context through fsslauth.
+ * The strings are not copied and must outlive the context; any may be null.
+ * `keyfile` holds the client's certificate chain followed by its key.
+ * Returns 0, or SOAP_SSL_ERROR with a sender fault. */
+int soap_ssl_client_context(struct soap *soap, unsigned short flags, const char *keyfile, const char *password,
+                            const char *cafile, const char *capath, const char *randfile);
+/* The accepting side's TLS context: as the client's, with DH parameters
+ * (`dhfile`: a PEM file, or a key length in bits such as "2048") and a
+ * session id context `sid` (null turns the session cache off). */
+int soap_ssl_server_context(struct soap *soap, unsigned short flags, const char *keyfile, const char *password,
+                            const char *cafile, const char *capath, const char *dhfile, const char *randfile,
+                            const char *sid);
+/* The TLS handshake on the accepted `socket`.  Returns 0, or SOAP_SSL_ERROR
+ * with a fault and the connection closed. */
+int soap_ssl_accept(struct soap *soap);
+/* Explains the result `ret` of a failed TLS call; the text lies in msgbuf. */
+const char *soap_ssl_error(struct soap *soap, int ret);
+/* Four random bytes from the TLS library. */
+int soap_random(void);
+/* Exported.  1 when `str` is non-null and holds no ASCII letter, else 0
+ * (no address syntax is checked: "" gives 1). */
+int IsIPAddr(const char *str);
+/* Certificate verification callbacks (for SSL_CTX_set_verify): a
+ * certificate rejected for its dates alone passes when the platform's
+ * real-time clock lies strictly inside its validity period.  The second one
+ * further forgives expiry, with a note on standard error. */
+int ssl_verify_callback(int ok, X509_STORE_CTX *store);
+int ssl_verify_callback_allow_expired(int ok, X509_STORE_CTX *store);
 
 /* ------------------------------------------------------------------------ */
 /* Wire trace                                                                */

@@ -27,10 +27,24 @@ int tcp_shutdownsocket(struct soap *soap, int fd, int how);
 int soap_io_send(struct soap *soap, const char *bytes, size_t n);  /* fsend: socket, stream or sendfd */
 size_t soap_io_recv(struct soap *soap, char *bytes, size_t n);    /* frecv: socket, stream or recvfd */
 int soap_poll(struct soap *soap);
+/* Waits until fd is readable (flag 1), writable (2) or in error (4); the
+ * time-out is in seconds, or in microseconds when negative; 0 polls.
+ * Returns the ready flags, 0 on time-out, negative with errnum on failure. */
+int soap_socket_wait(struct soap *soap, int fd, int flags, int timeout);
 
 /* TLS (tls.cpp, certcheck.cpp) */
 void soap_ssl_init(void);                   /* once per process; guarded by a flag */
 int ssl_auth_init(struct soap *soap);       /* fsslauth default */
 int ssl_verify_callback(int ok, X509_STORE_CTX *store);  /* fsslverify default */
+/* The client handshake and peer checks on the connected `sock`, for the
+ * endpoint's `host` and `port`.  Returns 0, or -1 with a fault in the
+ * context and the socket closed (`ssl` stays for recycling). */
+int soap_ssl_connect(struct soap *soap, int sock, const char *host, int port);
+/* 1 when the certificate names `host` (subjectAltName DNS entries exactly,
+ * else the subject's common names), else 0. */
+int soap_ssl_cert_matches_host(X509 *peer, const char *host);
+/* A certificate time as the TLS library prints it ("Mon DD HH:MM:SS YYYY
+ * GMT"), through mktime with tm_mon counted from 1. */
+time_t soap_cert_printed_time(const char *text);
 
 #endif
