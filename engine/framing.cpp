@@ -557,6 +557,7 @@ int soap_begin_recv(struct soap *soap)
         soap->keep_alive = 0;
     soap->ahead = 0;
     soap->peeked = 0;
+    soap->cdata = 0;  // a message cut inside CDATA must not leak into the next
     soap->level = 0;
     soap->part = SOAP_BEGIN;
     soap->length = 0;
