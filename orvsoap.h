@@ -1,9 +1,11 @@
 /* orvsoap.h -- everything a service daemon includes: the engine and its
- * context; the proxies and message classes join as they are built.
+ * context, the message classes of every namespace with their free functions
+ * and the operation wrappers; the proxies join as they are built.
  */
 #ifndef ORVSOAP_H
 #define ORVSOAP_H
 
-#include "engine/soapengine.h"
+#include "soapengine.h"
+#include "orvmodel.h"
 
 #endif

@@ -207,6 +207,7 @@ TEST_F(SocketConnect, KeptConnectionServesTheNextCallToTheSameHost)
     EXPECT_NE(got.find("POST /one HTTP/1.1\r\n"), std::string::npos);
     EXPECT_NE(got.find("POST /two HTTP/1.1\r\n"), std::string::npos);
     EXPECT_NE(got.find("Connection: keep-alive\r\n"), std::string::npos);
+    EXPECT_TRUE(server.wait_handled(1)) << "one connection carried both calls";
     EXPECT_EQ(server.handled(), 1u);
 }
 
@@ -729,6 +730,7 @@ TEST_F(HttpExchange, KeptConnectionCarriesTheNextCallWhenTheAnswerAllowsIt)
     ASSERT_EQ(receive_n(body, 4), 0);
     EXPECT_EQ(body, "<b/>");
     finish();
+    EXPECT_TRUE(server.wait_handled(1)) << "one connection carried both calls";
     EXPECT_EQ(server.handled(), 1u);
 }
 

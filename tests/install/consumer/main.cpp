@@ -3,6 +3,7 @@
 int main()
 {
     struct soap ctx;
-    int rc = ctx.state == 1 ? 0 : 1;
-    return rc;
+    protocolProfile__ProfileContent profile;
+    profile.thisURI.push_back("urn:test");
+    return (ctx.state == 1 && profile.soap_type() == SOAP_TYPE_protocolProfile__ProfileContent) ? 0 : 1;
 }
