@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-PACKAGES=(cmake make g++ pkg-config python3 libssl-dev openssl libgtest-dev libxml2-utils ca-certificates)
+PACKAGES=(cmake make g++ pkg-config python3 libssl-dev openssl libgtest-dev libxml2-utils ca-certificates tinyproxy)
 
 install_missing() {
     local missing=()
