@@ -255,7 +255,7 @@ void soap_init(struct soap *soap)
     soap_ssl_init();
     soap->fsslauth = ssl_auth_init;
     soap->fsslverify = ssl_verify_callback;
-    soap->ssl_flags = SOAP_SSL_DEFAULT;
+    soap->ssl_flags = SOAP_TLS_VERIFY_SERVER;
 
     soap->part = SOAP_END;
     clear_parser_state(soap);

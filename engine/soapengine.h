@@ -193,7 +193,6 @@ typedef uint64_t ULONG64;
 #define SOAP_TLS_NO_TLSV1             0x0040  /* refuse TLS 1.0 */
 #define SOAP_TLS_NO_SSLV3             0x0080  /* refuse SSL 3 */
 #define SOAP_TLS_CLIENT_SIDE          0x0100  /* set on the client path, cleared by soap_ssl_accept */
-#define SOAP_SSL_DEFAULT              SOAP_TLS_VERIFY_SERVER  /* default of ssl_flags */
 
 struct soap;
 
