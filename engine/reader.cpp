@@ -1623,10 +1623,22 @@ fail:
     return nullptr;
 }
 
-char **soap_instring(struct soap *soap, const char *tag, char **p, const char *type, int t, int flag, long minlen,
-                     long maxlen)
+namespace {
+
+char *empty_text(struct soap *soap, char *) { return soap_strdup(soap, ""); }
+
+wchar_t *empty_text(struct soap *soap, wchar_t *)
 {
-    (void)type;
+    wchar_t *w = static_cast<wchar_t *>(soap_malloc(soap, sizeof(wchar_t)));
+    if (w)
+        *w = L'\0';
+    return w;
+}
+
+/* A whole string element, narrow or wide: `read` gathers the content. */
+template <typename C, typename Read>
+C **instring_element(struct soap *soap, const char *tag, C **p, int t, long minlen, Read read)
+{
     const bool none = tag && *tag == '-';
     if (soap_element_begin_in(soap, tag, 1, nullptr)) {
         if (!none || soap->error != SOAP_NO_TAG)
@@ -1634,16 +1646,16 @@ char **soap_instring(struct soap *soap, const char *tag, char **p, const char *t
         soap->error = SOAP_OK;
     }
     if (!p) {
-        p = static_cast<char **>(soap_malloc(soap, sizeof(char *)));
+        p = static_cast<C **>(soap_malloc(soap, sizeof(C *)));
         if (!p)
             return nullptr;
     }
     if (soap->null) {
         *p = nullptr;
     } else if (soap->body) {
-        *p = soap_string_in(soap, flag, minlen, maxlen);
+        *p = read();
         /* the string itself is the object an id names; 4 bytes on the target */
-        if (!*p || !soap_id_enter(soap, soap->id, *p, t, sizeof(char *), 0, nullptr, nullptr, nullptr))
+        if (!*p || !soap_id_enter(soap, soap->id, *p, t, sizeof(C *), 0, nullptr, nullptr, nullptr))
             return nullptr;
         if (!**p && none) {
             soap->error = SOAP_NO_TAG;
@@ -1656,13 +1668,13 @@ char **soap_instring(struct soap *soap, const char *tag, char **p, const char *t
         soap->error = SOAP_LENGTH;
         return nullptr;
     } else {
-        *p = soap_strdup(soap, "");
+        *p = empty_text(soap, static_cast<C *>(nullptr));
         if (!*p)
             return nullptr;
     }
     if (*soap->href) {
-        p = reinterpret_cast<char **>(
-            soap_id_lookup(soap, soap->href, reinterpret_cast<void **>(p), t, sizeof(char *), 0));
+        p = reinterpret_cast<C **>(
+            soap_id_lookup(soap, soap->href, reinterpret_cast<void **>(p), t, sizeof(C *), 0));
         if (!p)
             return nullptr;
     }
@@ -1671,52 +1683,20 @@ char **soap_instring(struct soap *soap, const char *tag, char **p, const char *t
     return p;
 }
 
+} // namespace
+
+char **soap_instring(struct soap *soap, const char *tag, char **p, const char *type, int t, int flag, long minlen,
+                     long maxlen)
+{
+    (void)type;
+    return instring_element(soap, tag, p, t, minlen, [&] { return soap_string_in(soap, flag, minlen, maxlen); });
+}
+
 wchar_t **soap_inwstring(struct soap *soap, const char *tag, wchar_t **p, const char *type, int t, long minlen,
                          long maxlen)
 {
     (void)type;
-    const bool none = tag && *tag == '-';
-    if (soap_element_begin_in(soap, tag, 1, nullptr)) {
-        if (!none || soap->error != SOAP_NO_TAG)
-            return nullptr;
-        soap->error = SOAP_OK;
-    }
-    if (!p) {
-        p = static_cast<wchar_t **>(soap_malloc(soap, sizeof(wchar_t *)));
-        if (!p)
-            return nullptr;
-    }
-    if (soap->null) {
-        *p = nullptr;
-    } else if (soap->body) {
-        *p = soap_wstring_in(soap, 1, minlen, maxlen);
-        if (!*p || !soap_id_enter(soap, soap->id, *p, t, sizeof(wchar_t *), 0, nullptr, nullptr, nullptr))
-            return nullptr;
-        if (!**p && none) {
-            soap->error = SOAP_NO_TAG;
-            return nullptr;
-        }
-    } else if (none) {
-        soap->error = SOAP_NO_TAG;
-        return nullptr;
-    } else if (!*soap->href && minlen > 0) {
-        soap->error = SOAP_LENGTH;
-        return nullptr;
-    } else {
-        *p = static_cast<wchar_t *>(soap_malloc(soap, sizeof(wchar_t)));
-        if (!*p)
-            return nullptr;
-        **p = L'\0';
-    }
-    if (*soap->href) {
-        p = reinterpret_cast<wchar_t **>(
-            soap_id_lookup(soap, soap->href, reinterpret_cast<void **>(p), t, sizeof(wchar_t *), 0));
-        if (!p)
-            return nullptr;
-    }
-    if (soap->body && soap_element_end_in(soap, tag))
-        return nullptr;
-    return p;
+    return instring_element(soap, tag, p, t, minlen, [&] { return soap_wstring_in(soap, 1, minlen, maxlen); });
 }
 
 /* Shared by the two literal readers: 0 to go on, else null is the answer.
