@@ -23,10 +23,11 @@ install_missing() {
     fi
 }
 
+# Debian's python3, not a user's shim: the generator and the provider need only the standard library.
+py=/usr/bin/python3
+[ -x "$py" ] || py=$(command -v python3 || echo python3)
+
 build() {
-    # Debian's python3, not a user's shim: the generator needs only the standard library.
-    local py=/usr/bin/python3
-    [ -x "$py" ] || py=$(command -v python3)
     cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVSOAP_MEMDEBUG=ON \
           -DPython3_EXECUTABLE="$py" >/dev/null
     cmake --build build -j"$(nproc)"
@@ -36,7 +37,22 @@ case "${1:-}" in
     demo)
         install_missing
         build
-        ./build/examples/demo
+        # The reference provider on a free loopback port for the demo's calls.
+        log=$(mktemp)
+        "$py" provider/orv_provider.py --port 0 >"$log" 2>&1 &
+        provider=$!
+        trap 'kill $provider 2>/dev/null; wait $provider 2>/dev/null; rm -f "$log"' EXIT
+        for _ in $(seq 100); do
+            grep -q 'listening on' "$log" && break
+            sleep 0.1
+        done
+        port=$(sed -n 's/.*listening on 127\.0\.0\.1:\([0-9]*\).*/\1/p' "$log")
+        if [ -z "$port" ]; then
+            echo "run.sh: the reference provider did not start:" >&2
+            cat "$log" >&2
+            exit 1
+        fi
+        ./build/examples/demo "http://127.0.0.1:$port"
         ;;
     test)
         install_missing

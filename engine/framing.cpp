@@ -607,7 +607,7 @@ int soap_begin_recv(struct soap *soap)
         return soap->error = SOAP_UTF_ERROR;
     }
     if (c == EOF)
-        return soap->error ? soap->error : SOAP_EOF;
+        return soap->error ? soap->error : (soap->error = SOAP_EOF);
     soap->ahead = c;
     if (c != '<' && !(soap->mode & (SOAP_ENC_MIME | SOAP_ENC_DIME | SOAP_ENC_ZLIB))) {
         uint32_t imode = soap->imode;

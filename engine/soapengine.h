@@ -622,6 +622,10 @@ int soap_register_plugin_arg(struct soap *soap,
                              int (*fcreate)(struct soap *, struct soap_plugin *, void *), void *arg);
 void *soap_lookup_plugin(struct soap *soap, const char *id);
 int soap_closesock(struct soap *soap);
+/* Closes the connection now, whatever keep_alive says (fdisconnect, then
+ * fclose); keep_alive becomes 0.  `error` is left as it was and returned,
+ * unless a close hook fails: then its code. */
+int soap_force_closesock(struct soap *soap);
 int soap_valid_state(const struct soap *soap);  /* state is 1 or 2 */
 
 /* ------------------------------------------------------------------------ */

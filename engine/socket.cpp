@@ -781,3 +781,16 @@ int soap_poll(struct soap *soap)
         return SOAP_EOF;
     return soap_set_sender_error(soap, tcp_error(soap), "select failed in soap_poll()", SOAP_TCP_ERROR);
 }
+
+/* ------------------------------------------------------------------------ */
+/* Closing at once                                                           */
+/* ------------------------------------------------------------------------ */
+
+/* soap_closesock keeps a connection that keep-alive allows; a caller that
+ * knows better (a peer it no longer trusts, a daemon going down) drops the
+ * flag first, so the same tear-down runs unconditionally. */
+int soap_force_closesock(struct soap *soap)
+{
+    soap->keep_alive = 0;
+    return soap_closesock(soap);
+}

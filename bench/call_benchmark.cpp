@@ -1,0 +1,139 @@
+/* call_benchmark.cpp -- calls per second of ProblemReportSoapBindingProxy::submit with a ~10 KB
+ * report over a kept loopback connection, against a canned-answer server in a thread of the same
+ * process, beside a raw socket client that sends the proxy's exact request bytes and reads the
+ * same answer: the floor.  The ratio of the two is printed at the end.
+ * Not a test of the answer's contents (tests/proxies) and not an instruction count (call_driver).
+ *
+ *   call_bench [google-benchmark flags]
+ */
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+
+#include "call_fixture.h"
+
+using namespace callbench;
+
+namespace {
+
+struct Setup {
+    Report report;
+    std::string answer;
+    std::unique_ptr<CannedServer> server;
+    std::string url;
+    std::string request;  /* the proxy's own bytes, HTTP head included */
+
+    Setup()
+    {
+        soapEnableDebug = 0;  /* the floor writes no trace either */
+        answer = canned_submit_answer(report);
+        if (answer.empty()) {
+            fprintf(stderr, "call_bench: cannot write the canned answer\n");
+            exit(1);
+        }
+        server.reset(new CannedServer(answer));
+        url = "http://127.0.0.1:" + std::to_string(server->port()) + "/orv/v1.0/services/ProblemReport";
+
+        /* one call through a tap to learn the request bytes */
+        ProblemReportSoapBindingProxy p(url.c_str());
+        struct Tap {
+            std::string *out;
+            int (*next)(struct soap *, const char *, size_t);
+        } tap{&request, p.fsend};
+        p.user = &tap;
+        p.fsend = [](struct soap *soap, const char *s, size_t n) {
+            Tap *t = static_cast<Tap *>(soap->user);
+            t->out->append(s, n);
+            return t->next(soap, s, n);
+        };
+        p.soap_header(&report.header);
+        __protocolProblemReport__submitResponse resp;
+        if (p.submit(&report.content, resp) || !resp.protocolProblemReport__submitResponse) {
+            p.soap_print_fault(stderr);
+            exit(1);
+        }
+        p.destroy();
+    }
+};
+
+Setup &setup()
+{
+    static Setup s;
+    return s;
+}
+
+/* mode: the daemon's output mode; by default the message is counted first for its Content-Length,
+ * with SOAP_IO_STORE it is built in memory once and sent with its length */
+void BM_ProxySubmit(benchmark::State &state)
+{
+    Setup &s = setup();
+    ProblemReportSoapBindingProxy p(s.url.c_str(), SOAP_IO_KEEPALIVE | (int)state.range(0));
+    for (auto _ : state) {
+        p.soap_header(&s.report.header);
+        __protocolProblemReport__submitResponse resp;
+        if (p.submit(&s.report.content, resp) || !resp.protocolProblemReport__submitResponse
+            || resp.protocolProblemReport__submitResponse->answer.size() != 1) {
+            state.SkipWithError("submit failed");
+            break;
+        }
+        p.destroy();
+    }
+    state.SetItemsProcessed(state.iterations());
+    state.SetBytesProcessed(state.iterations() * (int64_t)(s.request.size() + s.answer.size()));
+    state.counters["request_bytes"] = (double)s.request.size();
+    state.counters["answer_bytes"] = (double)s.answer.size();
+}
+
+void BM_RawSocketSameBytes(benchmark::State &state)
+{
+    Setup &s = setup();
+    RawClient c(s.server->port());
+    for (auto _ : state) {
+        if (c.call(s.request) != s.answer.size()) {
+            state.SkipWithError("raw exchange failed");
+            break;
+        }
+    }
+    state.SetItemsProcessed(state.iterations());
+    state.SetBytesProcessed(state.iterations() * (int64_t)(s.request.size() + s.answer.size()));
+}
+
+BENCHMARK(BM_ProxySubmit)->ArgName("store")->Arg(0)->Arg(SOAP_IO_STORE)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_RawSocketSameBytes)->UseRealTime()->MinTime(2.0);
+
+/* The console report, and the calls per second of each run for the ratio. */
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    std::map<std::string, double> rate;
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &r : runs) {
+            auto it = r.counters.find("items_per_second");
+            if (it != r.counters.end() && !r.error_occurred)
+                rate[r.benchmark_name()] = it->second;
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    double raw = 0;
+    for (auto &kv : reporter.rate)
+        if (kv.first.rfind("BM_RawSocketSameBytes", 0) == 0)
+            raw = kv.second;
+    for (auto &kv : reporter.rate)
+        if (raw > 0 && kv.first.rfind("BM_ProxySubmit", 0) == 0)
+            printf("%s: %.0f calls/s, raw socket %.0f calls/s, ratio %.2f (target >= 0.75)\n", kv.first.c_str(),
+                   kv.second, raw, kv.second / raw);
+    return 0;
+}
