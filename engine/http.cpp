@@ -618,7 +618,8 @@ int http_parse_header(struct soap *soap, const char *key, const char *val)
         soap->endpoint[l + n] = '\0';
     } else if (!soap_tag_cmp(key, "Content-Type")) {
         const char *action;
-        soap->http_content = soap_strdup(soap, val);
+        if (!(soap->http_content = soap_strdup(soap, val)))
+            return SOAP_EOM;
         if (soap_get_header_attribute(soap, val, "application/dime")) {
             soap->imode |= SOAP_ENC_DIME;
         } else if (soap_get_header_attribute(soap, val, "multipart/related")

@@ -497,6 +497,8 @@ int soap_connect_command_single(struct soap *soap, int command, const char *endp
             return soap->error;
     } else {
         soap->action = action ? soap_strdup(soap, action) : nullptr;
+        if (action && !soap->action)
+            return soap->error = SOAP_EOM;
         if (soap->fopen && *soap->host) {
             if (soap->keep_alive && soap->socket >= 0 && !strcmp(soap->host, host) && soap->port == port
                 && soap->fpoll && soap->fpoll(soap) == SOAP_OK) {
