@@ -1718,24 +1718,28 @@ static int literal_begin(struct soap *soap, const char *tag, bool *outer)
     return SOAP_OK;
 }
 
-char **soap_inliteral(struct soap *soap, const char *tag, char **p)
+namespace {
+
+/* An element with its inner markup kept as text, narrow or wide. */
+template <typename C, typename Read>
+C **inliteral_element(struct soap *soap, const char *tag, C **p, Read read)
 {
     bool outer;
     if (literal_begin(soap, tag, &outer))
         return nullptr;
     if (!p) {
-        p = static_cast<char **>(soap_malloc(soap, sizeof(char *)));
+        p = static_cast<C **>(soap_malloc(soap, sizeof(C *)));
         if (!p)
             return nullptr;
     }
     if (outer || soap->body) {
-        *p = soap_string_in(soap, 0, -1, -1);
+        *p = read();
         if (!*p)
             return nullptr;
     } else if (soap->null) {
         *p = nullptr;
     } else {
-        *p = soap_strdup(soap, "");
+        *p = empty_text(soap, static_cast<C *>(nullptr));
         if (!*p)
             return nullptr;
     }
@@ -1744,31 +1748,16 @@ char **soap_inliteral(struct soap *soap, const char *tag, char **p)
     return p;
 }
 
+} // namespace
+
+char **soap_inliteral(struct soap *soap, const char *tag, char **p)
+{
+    return inliteral_element(soap, tag, p, [soap] { return soap_string_in(soap, 0, -1, -1); });
+}
+
 wchar_t **soap_inwliteral(struct soap *soap, const char *tag, wchar_t **p)
 {
-    bool outer;
-    if (literal_begin(soap, tag, &outer))
-        return nullptr;
-    if (!p) {
-        p = static_cast<wchar_t **>(soap_malloc(soap, sizeof(wchar_t *)));
-        if (!p)
-            return nullptr;
-    }
-    if (outer || soap->body) {
-        *p = soap_wstring_in(soap, 0, -1, -1);
-        if (!*p)
-            return nullptr;
-    } else if (soap->null) {
-        *p = nullptr;
-    } else {
-        *p = static_cast<wchar_t *>(soap_malloc(soap, sizeof(wchar_t)));
-        if (!*p)
-            return nullptr;
-        **p = L'\0';
-    }
-    if (!outer && soap->body && soap_element_end_in(soap, tag))
-        return nullptr;
-    return p;
+    return inliteral_element(soap, tag, p, [soap] { return soap_wstring_in(soap, 0, -1, -1); });
 }
 
 /* ------------------------------------------------------------------------ */
