@@ -61,6 +61,17 @@ ATTR_KIND = {
 }
 
 
+def local_offset(tag):
+    """Where the local name starts in a member's qualified tag, for the reader's quick
+    comparison; 0 (compare in full) for unprefixed, pseudo or prefix-only tags."""
+    if not tag or tag.startswith("-") or ":" not in tag:
+        return 0
+    k = tag.index(":") + 1
+    if k >= len(tag) or k > 255:
+        return 0
+    return len(tag[:k].encode("utf-8"))
+
+
 def cstr(text):
     out = ['"']
     for ch in text:
@@ -404,9 +415,9 @@ class Emitter:
             L.append("static const soap_member_info soap_mi_%s[] = {" % n)
             for mb in c.members:
                 tag = "nullptr" if mb.form == "text" else cstr(mb.tag)
-                L.append("    {%s, %s, offsetof(%s, %s), %d, %d, %s, %d}," % (
+                L.append("    {%s, %s, offsetof(%s, %s), %d, %d, %s, %d, %d}," % (
                     tag, cstr(mb.type_qname), n, mb.name, mb.tid, mb.vid, self.member_kind(mb),
-                    mb.min if mb.form != "text" else 0))
+                    mb.min if mb.form != "text" else 0, local_offset(mb.tag if mb.form != "text" else None)))
             L.append("};")
         if c.descendants:
             L.append("static const soap_class_info *const soap_cd_%s[] = {" % n)
@@ -419,6 +430,10 @@ class Emitter:
         flags = []
         if c.simple:
             flags.append("SOAP_CF_SIMPLE")
+        elems = [mb.tag for mb in c.all_members() if mb.form == "elem"]
+        locals_ = [t[local_offset(t):] for t in elems]
+        if all(local_offset(t) for t in elems) and len(set(locals_)) == len(locals_):
+            flags.append("SOAP_CF_DISTINCT")
         if any(mb.min and mb.form == "elem" for mb in c.all_members()):
             flags.append("SOAP_CF_REQUIRED")
         L.append("extern const soap_class_info soap_ci_%s = {SOAP_TYPE_%s, %s, %s, %s, %d, %s, offsetof(%s, soap), sizeof(%s),\n"
@@ -534,8 +549,8 @@ class Emitter:
              "extern const soap_member_info soap_detail_members[] = {"]
         faults = self.m.detail_faults()
         for cls, pid in faults:
-            L.append("    {%s, %s, offsetof(SOAP_ENV__Detail, %s), %d, %d, SOAP_MK_PCLASS, 0}," % (
-                cstr(cls.qname), cstr(cls.qname), cls.cname, cls.id, pid))
+            L.append("    {%s, %s, offsetof(SOAP_ENV__Detail, %s), %d, %d, SOAP_MK_PCLASS, 0, %d}," % (
+                cstr(cls.qname), cstr(cls.qname), cls.cname, cls.id, pid, local_offset(cls.qname)))
         L += ["};", "extern const unsigned short soap_detail_member_count = %d;" % len(faults), ""]
         self.files["frame/orvenv.cpp"] = "\n".join(L)
 

@@ -196,6 +196,9 @@ void soap_init(struct soap *soap)
     soap->blist = nullptr;
     soap->clist = nullptr;
     soap->alist = nullptr;
+    soap->memcache = soap_memcache{};
+    soap->nsgen = 1;  /* the empty cache below is stale */
+    soap->nscache = soap_nscache{};
 
     /* namespaces */
     soap->namespaces = namespaces;
@@ -325,7 +328,7 @@ static void free_clist(struct soap *soap)
     while (soap->clist) {
         struct soap_clist *cp = soap->clist;
         soap->clist = cp->next;
-        FREE(soap, cp);
+        soap_clist_give(soap, cp);
     }
 }
 
@@ -350,6 +353,8 @@ struct soap *soap_copy_context(struct soap *dst, const struct soap *src)
     dst->blist = nullptr;
     dst->clist = nullptr;
     dst->alist = nullptr;
+    dst->memcache = soap_memcache{};
+    dst->nscache = soap_nscache{};
     dst->labbuf = nullptr;
     dst->lablen = 0;
     dst->labidx = 0;
@@ -605,6 +610,7 @@ void soap_done(struct soap *soap)
         soap_set_logfile(soap, i, nullptr);
 
     soap->state = 0;
+    soap_free_memcache(soap);
     soap_track_report(soap);
 }
 

@@ -89,6 +89,24 @@ void soap_track_unlink(struct soap *soap, const void *p)
         t->live = 0;
 }
 
+/* A block put in the context's cache is no longer the message's: its record
+ * goes dead until the block is taken again, so that leak counts between
+ * messages see only what a message holds. */
+static void track_park(struct soap *soap, const void *p)
+{
+    soap_track_unlink(soap, p);
+}
+
+static void track_unpark(struct soap *soap, int line, const void *p)
+{
+    struct soap_track *t = track_find(soap, p);
+    if (t) {
+        t->file = SOAP_FILE_TAG;
+        t->line = line;
+        t->live = 1;
+    }
+}
+
 /* Moves the record of p from one table to the other (delegated ownership). */
 static void track_move(struct soap *from, struct soap *to, const void *p)
 {
@@ -136,6 +154,8 @@ void soap_track_report(struct soap *soap)
 void *soap_track_malloc(struct soap *, const char *, int, size_t size) { return malloc(size); }
 void soap_track_free(struct soap *, const char *, int, void *p) { free(p); }
 void soap_track_unlink(struct soap *, const void *) {}
+static void track_park(struct soap *, const void *) {}
+static void track_unpark(struct soap *, int, const void *) {}
 static void track_move(struct soap *, struct soap *, const void *) {}
 void soap_track_report(struct soap *soap);
 void soap_track_report(struct soap *soap)
@@ -200,6 +220,94 @@ static void report_corruption(struct soap *soap)
     soap->error = SOAP_MOE;
 }
 
+/* ------------------------------------------------------------------------ */
+/* The cache of memory kept between messages                                 */
+/* ------------------------------------------------------------------------ */
+
+/* Class k holds whole blocks of 32 << k bytes; -1: too big to keep. */
+static inline int cache_class(size_t total)
+{
+    if (total > ((size_t)32 << (SOAP_MEMCACHE_CLASSES - 1)))
+        return -1;
+    int k = 0;
+    while (((size_t)32 << k) < total)
+        k++;
+    return k;
+}
+
+/* A system block of at least `total` bytes, from the cache when it has one
+ * of the class.  Cached blocks are chained through their first word. */
+static void *cache_take(struct soap *soap, size_t total, int line)
+{
+    int k = cache_class(total);
+    if (k < 0)
+        return soap_track_malloc(soap, SOAP_FILE_TAG, line, total);
+    void *p = soap->memcache.bins[k];
+    if (!p)
+        return soap_track_malloc(soap, SOAP_FILE_TAG, line, (size_t)32 << k);
+    memcpy(&soap->memcache.bins[k], p, sizeof(void *));
+    soap->memcache.bytes -= (size_t)32 << k;
+    track_unpark(soap, line, p);
+    return p;
+}
+
+/* Gives back a block of `total` bytes taken by cache_take. */
+static void cache_give(struct soap *soap, void *p, size_t total)
+{
+    int k = cache_class(total);
+    if (k < 0 || soap->memcache.bytes + ((size_t)32 << k) > SOAP_MEMCACHE_BYTES) {
+        FREE(soap, p);
+        return;
+    }
+    track_park(soap, p);
+    memcpy(p, &soap->memcache.bins[k], sizeof(void *));
+    soap->memcache.bins[k] = p;
+    soap->memcache.bytes += (size_t)32 << k;
+}
+
+static struct soap_clist *clist_take(struct soap *soap)
+{
+    struct soap_clist *cp = soap->memcache.clist;
+    if (!cp)
+        return static_cast<struct soap_clist *>(MALLOC(soap, sizeof(struct soap_clist)));
+    soap->memcache.clist = cp->next;
+    soap->memcache.bytes -= sizeof(struct soap_clist);
+    track_unpark(soap, __LINE__, cp);
+    return cp;
+}
+
+/* An object list entry that is done with (the object itself is not touched). */
+void soap_clist_give(struct soap *soap, struct soap_clist *cp)
+{
+    if (soap->memcache.bytes + sizeof(struct soap_clist) > SOAP_MEMCACHE_BYTES) {
+        FREE(soap, cp);
+        return;
+    }
+    track_park(soap, cp);
+    cp->next = soap->memcache.clist;
+    soap->memcache.clist = cp;
+    soap->memcache.bytes += sizeof(struct soap_clist);
+}
+
+/* Returns the kept memory to the system; the cached blocks' tracking records
+ * are dead already, so they are released untracked. */
+void soap_free_memcache(struct soap *soap)
+{
+    for (int k = 0; k < SOAP_MEMCACHE_CLASSES; k++) {
+        while (void *p = soap->memcache.bins[k]) {
+            memcpy(&soap->memcache.bins[k], p, sizeof(void *));
+            free(p);
+        }
+    }
+    while (struct soap_clist *cp = soap->memcache.clist) {
+        soap->memcache.clist = cp->next;
+        free(cp);
+    }
+    soap->memcache.bytes = 0;
+}
+
+/* ------------------------------------------------------------------------ */
+
 /* What soap_malloc(soap, 0) hands out: a shared zero word, not a block. */
 static uint64_t zero_word;
 
@@ -222,7 +330,7 @@ void *soap_malloc(struct soap *soap, size_t n)
         return nullptr;
     }
     size_t m = (n + 2 + 3) & ~(size_t)3;
-    char *p = static_cast<char *>(MALLOC(soap, m + LINK_SIZE + 4));
+    char *p = static_cast<char *>(cache_take(soap, m + LINK_SIZE + 4, __LINE__));
     if (!p) {
         soap->error = SOAP_EOM;
         return nullptr;
@@ -287,7 +395,7 @@ void soap_dealloc(struct soap *soap, void *p)
                     link_set_next(prev, next);
                 else
                     soap->alist = next;
-                FREE(soap, p);
+                cache_give(soap, p, link_size(link) + LINK_SIZE + 4);
                 return;
             }
             prev = link;
@@ -303,7 +411,7 @@ void soap_dealloc(struct soap *soap, void *p)
             break;
         }
         soap->alist = link_next(link);
-        FREE(soap, link_start(link));
+        cache_give(soap, link_start(link), link_size(link) + LINK_SIZE + 4);
     }
     soap->http_content = nullptr;
     soap->userid = nullptr;
@@ -324,7 +432,7 @@ struct soap_clist *soap_link(struct soap *soap, void *p, int type, int size,
 {
     if (!soap || !p)
         return nullptr;
-    struct soap_clist *cp = static_cast<struct soap_clist *>(MALLOC(soap, sizeof(struct soap_clist)));
+    struct soap_clist *cp = clist_take(soap);
     if (!cp) {
         soap->error = SOAP_EOM;
         return nullptr;
@@ -342,7 +450,7 @@ static void delete_entry(struct soap *soap, struct soap_clist *cp)
 {
     if (cp->fdelete && cp->fdelete(cp))
         fprintf(stderr, "new(object type = %d) = %p not freed: deletion callback failed\n", cp->type, cp->ptr);
-    FREE(soap, cp);
+    soap_clist_give(soap, cp);
 }
 
 void soap_delete(struct soap *soap, void *p)
@@ -393,7 +501,7 @@ int soap_unlink(struct soap *soap, const void *p)
         if ((*cpp)->ptr == p) {
             struct soap_clist *cp = *cpp;
             *cpp = cp->next;
-            FREE(soap, cp);
+            soap_clist_give(soap, cp);
             return 0;
         }
     }

@@ -120,6 +120,7 @@ int soap_set_namespaces(struct soap *soap, const struct Namespace *table)
     /* Rebind the live prefixes to the new table, oldest declaration first. */
     struct soap_nlist *np = soap->nlist, *rev = nullptr;
     soap->nlist = nullptr;
+    soap->nsgen++;
     while (np) {
         struct soap_nlist *next = np->next;
         np->next = rev;
@@ -171,6 +172,7 @@ static struct soap_nlist *new_entry(struct soap *soap, const char *id, const cha
     np->index = index;
     np->next = soap->nlist;
     soap->nlist = np;
+    soap->nsgen++;
     return np;
 }
 
@@ -221,11 +223,13 @@ void soap_pop_namespace(struct soap *soap)
         struct soap_nlist *np = soap->nlist;
         soap->nlist = np->next;
         FREE(soap, np);
+        soap->nsgen++;
     }
 }
 
 void soap_free_ns(struct soap *soap)
 {
+    soap->nsgen++;
     while (soap->nlist) {
         struct soap_nlist *np = soap->nlist;
         soap->nlist = np->next;
@@ -233,12 +237,32 @@ void soap_free_ns(struct soap *soap)
     }
 }
 
+/* Every element's name is looked up, mostly with the same few prefixes: the
+ * answers are kept until the stack changes. */
 struct soap_nlist *soap_lookup_ns(struct soap *soap, const char *tag, size_t n)
 {
-    for (struct soap_nlist *np = soap->nlist; np; np = np->next)
+    struct soap_nscache *c = &soap->nscache;
+    const bool cacheable = n < sizeof c->id[0];
+    if (cacheable) {
+        if (c->gen != soap->nsgen) {
+            memset(c->len, 0xFF, sizeof c->len);
+            c->gen = soap->nsgen;
+        }
+        for (int i = 0; i < SOAP_NSCACHE; i++)
+            if (c->len[i] == n && !memcmp(c->id[i], tag, n))
+                return c->np[i];
+    }
+    struct soap_nlist *np = soap->nlist;
+    for (; np; np = np->next)
         if (!strncmp(np->id, tag, n) && !np->id[n])
-            return np;
-    return nullptr;
+            break;
+    if (cacheable) {
+        unsigned i = c->next++ % SOAP_NSCACHE;
+        memcpy(c->id[i], tag, n);
+        c->len[i] = (unsigned char)n;
+        c->np[i] = np;
+    }
+    return np;
 }
 
 struct soap_nlist *soap_push_ns(struct soap *soap, const char *id, const char *ns, short index)
@@ -319,6 +343,17 @@ int soap_match_tag(struct soap *soap, const char *tag, const char *pattern)
         return SOAP_OK;
     if (!tag)
         tag = "";
+    /* Mostly the tag is written with the pattern's own prefix: when the texts are equal only
+       the prefix's binding is left to check. */
+    if (*tag == *pattern && !strcmp(tag, pattern)) {
+        const char *colon = strchr(pattern, ':');
+        /* (unprefixed, or a pattern standing for a whole namespace: the general rule) */
+        if (colon && colon != pattern && colon[1]) {
+            size_t n = (size_t)(colon - pattern);
+            int r = soap_match_namespace(soap, tag, pattern, n, n);
+            return r == SOAP_NAMESPACE ? SOAP_TAG_MISMATCH : r;
+        }
+    }
     const char *s = strchr(tag, ':');
     const char *t = strchr(pattern, ':');
     int r;

@@ -5,6 +5,7 @@
  * (namespaces.cpp), the id table (references.cpp), number conversion (values.cpp).
  */
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -68,6 +69,59 @@ struct byte_classes {
     }
 };
 static constexpr byte_classes CLS;
+
+/* The scanning loops first pass over eight bytes at a time while none of them can stop the run
+ * (checked word-wide, each test exact for "some byte is"), then finish byte by byte. */
+static const uint64_t ONES = 0x0101010101010101ull, HIGHS = 0x8080808080808080ull;
+
+static inline uint64_t word_at(const unsigned char *q)
+{
+    uint64_t x;
+    memcpy(&x, q, sizeof x);
+    return x;
+}
+
+static inline uint64_t has_byte(uint64_t x, unsigned char b)
+{
+    uint64_t v = x ^ (ONES * b);
+    return (v - ONES) & ~v & HIGHS;
+}
+
+static inline uint64_t has_below(uint64_t x, unsigned char n)
+{
+    return (x - ONES * n) & ~x & HIGHS;
+}
+
+/* Where a run of bytes without any of class `stop` ends, the classes being those the loops use. */
+template <unsigned char stop>
+static inline const unsigned char *scan_run(const unsigned char *q, const unsigned char *e)
+{
+    static_assert(stop == K_TAGSTOP || stop == K_ATTRSTOP || stop == K_STR || stop == (K_STR | K_HIGH),
+                  "a word-wide test for this class");
+    for (; e - q >= 8; q += 8) {
+        uint64_t x = word_at(q), z;
+        if (stop == K_TAGSTOP || stop == K_ATTRSTOP) {
+            z = has_below(x, 33) | has_byte(x, '>') | has_byte(x, '/');
+            if (stop == K_ATTRSTOP)
+                z |= has_byte(x, '=');
+        } else {
+            z = has_byte(x, '<') | has_byte(x, '&') | has_byte(x, '/');
+            if (stop & K_HIGH)
+                z |= x & HIGHS;
+        }
+        if (z)
+            break;
+    }
+    while (q < e && !(CLS.k[*q] & stop))
+        q++;
+    return q;
+}
+
+/* Behind '<': a byte that the symbol layer takes as the start of an element name. */
+static inline bool starts_name(unsigned char b)
+{
+    return b > 32 && b != '/' && b != '!' && b != '?' && b != '%';
+}
 
 /* ------------------------------------------------------------------------ */
 /* Bytes                                                                     */
@@ -485,9 +539,7 @@ static soap_wchar read_name(struct soap *soap, soap_wchar c, char *dst, size_t c
         if (!soap->ahead) {
             const unsigned char *p = reinterpret_cast<const unsigned char *>(soap->buf) + soap->bufidx;
             const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
-            const unsigned char *q = p;
-            while (q < e && !(CLS.k[*q] & stop))
-                q++;
+            const unsigned char *q = stop == K_TAGSTOP ? scan_run<K_TAGSTOP>(p, e) : scan_run<K_ATTRSTOP>(p, e);
             size_t run = (size_t)(q - p);
             size_t k = run < cap - 1 - i ? run : cap - 1 - i;
             memcpy(dst + i, p, k);
@@ -799,6 +851,7 @@ int soap_peek_element(struct soap *soap)
         return soap->error = SOAP_NO_TAG;
     }
     soap->peeked = 1;
+    soap->peekserial++;
     soap->mustUnderstand = 0;
     soap->null = 0;
     soap->other = 0;
@@ -837,9 +890,16 @@ int soap_peek_element(struct soap *soap)
     }
 
     soap_wchar c;
-    do
-        c = get_sym(soap);
-    while (soap_blank(c));
+    if (!soap->ahead && !soap->cdata && soap->bufidx + 1 < soap->buflen && soap->buf[soap->bufidx] == '<' &&
+        starts_name((unsigned char)soap->buf[soap->bufidx + 1])) {
+        /* a start tag right here: what the symbol layer would make of it */
+        soap->bufidx++;
+        c = SOAP_LT;
+    } else {
+        do
+            c = get_sym(soap);
+        while (soap_blank(c));
+    }
     if (c != SOAP_LT) {
         if (c == SOAP_EOF) {
             if (!soap->error)
@@ -855,11 +915,14 @@ int soap_peek_element(struct soap *soap)
     c = read_name(soap, c, soap->tag, SOAP_TAGLEN, K_TAGSTOP);
     c = skip_raw_blanks(soap, c);
 
-    soap_pop_namespace(soap);
+    if (soap->nlist && soap->nlist->level >= soap->level)
+        soap_pop_namespace(soap);
     for (struct soap_attribute *tp = soap->attributes; tp; tp = tp->next)
         tp->visible = 0;
 
+    bool attributes = false;
     while (c != '>' && c != '/') {
+        attributes = true;
         if (c == SOAP_EOF) {
             if (!soap->error)
                 soap->error = SOAP_EOF;
@@ -907,7 +970,8 @@ int soap_peek_element(struct soap *soap)
     } else {
         soap->body = 1;
     }
-    interpret_attributes(soap);
+    if (attributes)
+        interpret_attributes(soap);
     soap->error = SOAP_OK;
     return SOAP_OK;
 }
@@ -915,7 +979,7 @@ int soap_peek_element(struct soap *soap)
 int soap_element_begin_in(struct soap *soap, const char *tag, int nillable, const char *type)
 {
     const bool none = tag && *tag == '-';
-    if (soap_peek_element(soap)) {
+    if (!(soap->peeked && *soap->tag) && soap_peek_element(soap)) {
         if (soap->error == SOAP_NO_TAG && none)
             soap->error = SOAP_OK;
         else
@@ -925,9 +989,14 @@ int soap_element_begin_in(struct soap *soap, const char *tag, int nillable, cons
         return soap->error = SOAP_TAG_MISMATCH;
     if (none)
         return SOAP_OK;
-    int r = soap_match_tag(soap, soap->tag, tag);
-    if (r)
-        return soap->error = r;
+    if (!(soap->matched == tag && soap->matchserial == soap->peekserial && soap->matchgen == soap->nsgen)) {
+        int r = soap_match_tag(soap, soap->tag, tag);
+        if (r)
+            return soap->error = r;
+        soap->matched = tag;
+        soap->matchserial = soap->peekserial;
+        soap->matchgen = soap->nsgen;
+    }
     soap->peeked = 0;
     if (type && *soap->type && soap_match_tag(soap, soap->type, type))
         return soap->error = SOAP_TYPE;
@@ -958,10 +1027,14 @@ int soap_element_end_in(struct soap *soap, const char *tag)
         if (!soap->ahead && !soap->cdata) {
             const unsigned char *p = reinterpret_cast<const unsigned char *>(soap->buf) + soap->bufidx;
             const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
-            const unsigned char *q = p;
-            while (q < e && !(CLS.k[*q] & K_STR))
-                q++;
+            const unsigned char *q = scan_run<K_STR>(p, e);
             soap->bufidx += (size_t)(q - p);
+            if (soap->bufidx + 1 < soap->buflen && soap->buf[soap->bufidx] == '<' &&
+                soap->buf[soap->bufidx + 1] == '/') {
+                soap->bufidx += 2;
+                c = SOAP_TT;
+                goto again;
+            }
         }
         c = soap_get(soap);
     again:
@@ -985,9 +1058,22 @@ int soap_element_end_in(struct soap *soap, const char *tag)
             return soap->error;
         }
     }
-    c = skip_raw_blanks(soap, raw_get(soap));
-    c = read_name(soap, c, soap->tag, SOAP_TAGLEN, K_TAGSTOP);
-    c = skip_raw_blanks(soap, c);
+    c = SOAP_EOF;
+    if (tag && !soap->ahead) {
+        /* the end tag is mostly written as the caller names it: take it whole */
+        size_t k = strlen(tag);
+        if (k < SOAP_TAGLEN && soap->buflen - soap->bufidx > k && soap->buf[soap->bufidx + k] == '>' &&
+            !memcmp(soap->buf + soap->bufidx, tag, k)) {
+            memcpy(soap->tag, tag, k + 1);
+            soap->bufidx += k + 1;
+            c = '>';
+        }
+    }
+    if (c != '>') {
+        c = skip_raw_blanks(soap, raw_get(soap));
+        c = read_name(soap, c, soap->tag, SOAP_TAGLEN, K_TAGSTOP);
+        c = skip_raw_blanks(soap, c);
+    }
     if (c != '>') {
         if (c == SOAP_EOF) {
             if (!soap->error)
@@ -1243,7 +1329,8 @@ static int literal_entity(struct soap *soap, soap_wchar c, bool utf, bool mb)
     }
 }
 
-char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen)
+/* The text is left in labbuf; `copy` hands out a soap_malloc copy of it. */
+static char *string_in(struct soap *soap, int flag, long minlen, long maxlen, bool copy)
 {
     if (soap_set_lab(soap, nullptr, 0))
         return nullptr;
@@ -1278,14 +1365,7 @@ char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen)
             if (!mb && !soap->ahead && !soap->cdata) {
                 const unsigned char *p = reinterpret_cast<const unsigned char *>(soap->buf) + soap->bufidx;
                 const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
-                const unsigned char *q = p;
-                if (utf || latin) {
-                    while (q < e && !(CLS.k[*q] & K_STR))
-                        q++;
-                } else {
-                    while (q < e && !(CLS.k[*q] & (K_STR | K_HIGH)))
-                        q++;
-                }
+                const unsigned char *q = utf || latin ? scan_run<K_STR>(p, e) : scan_run<K_STR | K_HIGH>(p, e);
                 size_t run = (size_t)(q - p);
                 if (run) {
                     if (maxlen >= 0 && (unsigned long)run > (unsigned long)(maxlen - l)) {
@@ -1296,6 +1376,13 @@ char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen)
                         return nullptr;
                     soap->bufidx += run;
                     l += (long)run;
+                }
+                if (soap->bufidx + 1 < soap->buflen && soap->buf[soap->bufidx] == '<' &&
+                    soap->buf[soap->bufidx + 1] == '/') {
+                    /* what the symbol layer makes of an end tag's start */
+                    soap->bufidx += 2;
+                    c = SOAP_TT;
+                    goto again;
                 }
             }
             c = utf ? get_sym(soap) : soap_getutf8(soap);
@@ -1520,7 +1607,25 @@ end:
             return nullptr;
         return t;
     }
-    return lab_result(soap);
+    if (copy)
+        return lab_result(soap);
+    if (lab_putc(soap, '\0'))
+        return nullptr;
+    soap->labidx--;
+    return soap->labbuf;
+}
+
+char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen)
+{
+    return string_in(soap, flag, minlen, maxlen, true);
+}
+
+const char *soap_string_in_lab(struct soap *soap, int flag, long minlen, long maxlen, size_t *len)
+{
+    const char *t = string_in(soap, flag == 2 ? 1 : flag, minlen, maxlen, false);
+    if (t && len)
+        *len = soap->labidx;
+    return t;
 }
 
 wchar_t *soap_wstring_in(struct soap *soap, int flag, long minlen, long maxlen)

@@ -233,6 +233,28 @@ struct soap_clist {
     int (*fdelete)(struct soap_clist *);  /* deletes ptr; non-zero on failure */
 };
 
+/* Memory a context keeps between messages: soap_malloc blocks by size class
+ * (whole blocks of 32 << k bytes) and object list entries, taken again by the
+ * next message instead of going back to the system.  Bounded by
+ * SOAP_MEMCACHE_BYTES; soap_done empties it. */
+#define SOAP_MEMCACHE_CLASSES 8
+#define SOAP_MEMCACHE_BYTES   (1024 * 1024)
+struct soap_memcache {
+    void *bins[SOAP_MEMCACHE_CLASSES];
+    struct soap_clist *clist;
+    size_t bytes;
+};
+
+/* Namespace prefixes looked up recently, valid while the stack is unchanged. */
+#define SOAP_NSCACHE 4
+struct soap_nscache {
+    unsigned long gen;                      /* nsgen when filled */
+    struct soap_nlist *np[SOAP_NSCACHE];
+    unsigned char len[SOAP_NSCACHE];
+    char id[SOAP_NSCACHE][24];
+    unsigned char next;                     /* slot to fill next */
+};
+
 /* A tracking record of the allocation table `mht`. */
 struct soap_track {
     struct soap_track *next;
@@ -475,6 +497,13 @@ struct soap {
     struct soap_pblk *pblk;
     short pidx;
     struct soap_track *mht[SOAP_PTRHASH];
+    struct soap_memcache memcache;
+    unsigned long nsgen;         /* changes whenever nlist does */
+    struct soap_nscache nscache;
+    unsigned long peekserial;    /* counts the start tags peeked */
+    const char *matched;         /* the pattern the peeked tag last matched, when peekserial and */
+    unsigned long matchserial;   /* nsgen are still those it was matched under: an element that is */
+    unsigned long matchgen;      /* begun again after soap_revert is not matched again */
 
     /* namespaces */
     const struct Namespace *namespaces;
@@ -635,6 +664,8 @@ int soap_valid_state(const struct soap *soap);  /* state is 1 or 2 */
 void *soap_track_malloc(struct soap *soap, const char *file, int line, size_t size);
 void soap_track_free(struct soap *soap, const char *file, int line, void *p);
 void soap_track_unlink(struct soap *soap, const void *p);
+void soap_free_memcache(struct soap *soap);
+void soap_clist_give(struct soap *soap, struct soap_clist *cp);
 void *soap_malloc(struct soap *soap, size_t n);
 char *soap_strdup(struct soap *soap, const char *s);
 wchar_t *soap_wstrdup(struct soap *soap, const wchar_t *s);
@@ -678,6 +709,9 @@ void soap_revert(struct soap *soap);
 void soap_retry(struct soap *soap);
 int soap_ignore_element(struct soap *soap);
 char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen);
+/* soap_string_in without the copy (flag 0 or 1): the text stays in labbuf, NUL-terminated, valid
+   until the next read; *len gets its length.  For readers that copy it into their own storage. */
+const char *soap_string_in_lab(struct soap *soap, int flag, long minlen, long maxlen, size_t *len);
 wchar_t *soap_wstring_in(struct soap *soap, int flag, long minlen, long maxlen);
 char **soap_instring(struct soap *soap, const char *tag, char **p, const char *type, int t,
                      int flag, long minlen, long maxlen);

@@ -458,32 +458,50 @@ void *soap_frame_in(struct soap *soap, const soap_class_info *ci, const char *ta
         return nullptr;
     if (soap->body && !*soap->href) {
         unsigned char cnt[SOAP_FRAME_MAXMEMBERS];
+        const soap_member_info *flat[SOAP_FRAME_MAXMEMBERS];
         int total = 0;
         for (int k = 0; k < n; k++)
-            for (unsigned i = 0; i < chain[k]->nmembers && total < SOAP_FRAME_MAXMEMBERS; i++, total++)
-                cnt[total] = !is_vector(chain[k]->members[i].kind);
+            for (unsigned i = 0; i < chain[k]->nmembers && total < SOAP_FRAME_MAXMEMBERS; i++, total++) {
+                flat[total] = &chain[k]->members[i];
+                cnt[total] = !is_vector(flat[total]->kind);
+            }
+        /* With all local names different at most one member can take an element, so the search
+           may start where the schema order makes the next element most likely. */
+        const bool distinct = (ci->flags & SOAP_CF_DISTINCT) != 0;
+        int from = 0;
         for (;;) {
-            soap->error = SOAP_TAG_MISMATCH;
+            /* The next element's local name rules out most members at the cost of a string
+               compare; the others are tried in full.  A failed look leaves its error, as the
+               first member tried would have. */
+            const char *local = nullptr;
+            if (!soap_peek_element(soap)) {
+                soap->error = SOAP_TAG_MISMATCH;
+                if (!soap->other) {
+                    const char *colon = std::strchr(soap->tag, ':');
+                    local = colon ? colon + 1 : soap->tag;
+                }
+            }
+            const int first = distinct && local ? from : 0;
             bool took = false;
-            int idx = 0;
-            for (int k = 0; k < n && !took; k++) {
-                const soap_class_info *c = chain[k];
-                for (unsigned i = 0; i < c->nmembers; i++, idx++) {
-                    const soap_member_info *m = &c->members[i];
-                    if (is_attribute(m->kind) || m->kind == SOAP_MK_TEXT)
-                        continue;
-                    bool single = !is_vector(m->kind);
-                    if (single && !cnt[idx])
-                        continue;
-                    bool text = m->kind == SOAP_MK_STRING || m->kind == SOAP_MK_PSTRING;
-                    if (!(soap->error == SOAP_TAG_MISMATCH || (text && soap->error == SOAP_NO_TAG)))
-                        continue;
-                    if (soap_frame_in_member(soap, m, base)) {
-                        if (single)
-                            cnt[idx]--;
-                        took = true;
-                        break;
-                    }
+            for (int j = 0; j < total; j++) {
+                int idx = first + j < total ? first + j : first + j - total;
+                const soap_member_info *m = flat[idx];
+                if (is_attribute(m->kind) || m->kind == SOAP_MK_TEXT)
+                    continue;
+                bool single = !is_vector(m->kind);
+                if (single && !cnt[idx])
+                    continue;
+                bool text = m->kind == SOAP_MK_STRING || m->kind == SOAP_MK_PSTRING;
+                if (!(soap->error == SOAP_TAG_MISMATCH || (text && soap->error == SOAP_NO_TAG)))
+                    continue;
+                if (local && m->local && (m->tag[m->local] != *local || std::strcmp(m->tag + m->local, local)))
+                    continue;
+                if (soap_frame_in_member(soap, m, base)) {
+                    if (single)
+                        cnt[idx]--;
+                    took = true;
+                    from = idx + 1 < total ? idx + 1 : 0;
+                    break;
                 }
             }
             if (took)
@@ -643,7 +661,8 @@ std::string *soap_frame_in_string(struct soap *soap, const char *tag, std::strin
         if (!s)
             return nullptr;
     } else if (soap->body) {
-        const char *t = soap_string_in(soap, 1, -1, -1);
+        /* up to a NUL that a character reference may have put in, as a copied C string would */
+        const char *t = soap_string_in_lab(soap, 1, -1, -1, nullptr);
         if (!t)
             return nullptr;
         s->assign(t);

@@ -58,6 +58,7 @@ struct soap_member_info {
     unsigned short vid;     /* type id of the pointer or vector, 0 for values */
     unsigned char kind;     /* soap_member_kind */
     unsigned char min;      /* lower bound: non-zero makes the member required in strict reading */
+    unsigned char local;    /* offset of the local name in tag; 0: not known, the name is matched in full */
 };
 
 /* ------------------------------------------------------------------------ */
@@ -79,6 +80,7 @@ struct soap_class_ops {
 
 #define SOAP_CF_SIMPLE   1   /* text content with attributes, no child elements */
 #define SOAP_CF_REQUIRED 2   /* the class or a base has a required member */
+#define SOAP_CF_DISTINCT 4   /* its elements' local names (bases' included) are all different */
 
 struct soap_class_info {
     int type;

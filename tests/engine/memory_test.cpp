@@ -590,6 +590,132 @@ TEST(MemoryTracking, ReusedAddressIsLiveAgain)
 #endif
 
 /* ------------------------------------------------------------------------ */
+/* Memory kept between messages                                              */
+
+TEST(MemoryCache, BlocksOfOneMessageServeTheNext)
+{
+    Ctx c;
+    char *a = static_cast<char *>(soap_malloc(c.s, 100));
+    char *b = static_cast<char *>(soap_malloc(c.s, 20));
+    ASSERT_TRUE(a && b);
+    soap_end(c.s);
+    EXPECT_EQ(c.s->alist, nullptr);
+    EXPECT_EQ(c.s->memcache.bytes, 128u + 64u);
+    /* a request of another size in the same class takes the same block */
+    EXPECT_EQ(soap_malloc(c.s, 90), a);
+    EXPECT_EQ(soap_malloc(c.s, 30), b);
+    EXPECT_EQ(c.s->memcache.bytes, 0u);
+    EXPECT_EQ(chain_length(c.s), 2u);
+}
+
+TEST(MemoryCache, GuardOfAReusedBlockStandsBehindTheNewSize)
+{
+    Ctx c;
+    soap_malloc(c.s, 100);
+    soap_end(c.s);
+    char *p = static_cast<char *>(soap_malloc(c.s, 10));  /* m = 12: no slack behind the bytes */
+    p[10] = 'x';
+    p[11] = 'x';
+    testing::internal::CaptureStderr();
+    soap_end(c.s);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Data corruption in dynamic allocation (see logs)\n");
+    EXPECT_EQ(c.s->error, SOAP_MOE);
+}
+
+TEST(MemoryCache, LargeBlocksGoBackToTheSystem)
+{
+    Ctx c;
+    ASSERT_TRUE(soap_malloc(c.s, 4096));  /* whole block above the largest class */
+    ASSERT_TRUE(soap_malloc(c.s, 4000));  /* fits the largest class */
+    soap_end(c.s);
+    EXPECT_EQ(c.s->memcache.bytes, 4096u);
+}
+
+TEST(MemoryCache, KeptMemoryIsBoundedAndDoneReturnsIt)
+{
+    struct soap *s = soap_new();
+    for (size_t i = 0; i < 2 * SOAP_MEMCACHE_BYTES / 2048; i++)
+        ASSERT_TRUE(soap_malloc(s, 2000));
+    soap_end(s);
+    EXPECT_LE(s->memcache.bytes, (size_t)SOAP_MEMCACHE_BYTES);
+    EXPECT_GT(s->memcache.bytes, (size_t)SOAP_MEMCACHE_BYTES - 2048);
+    testing::internal::CaptureStderr();
+    soap_done(s);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(s->memcache.bytes, 0u);
+    for (void *bin : s->memcache.bins)
+        EXPECT_EQ(bin, nullptr);
+    delete s;
+}
+
+TEST(MemoryCache, UnlinkedBlockNeverReachesTheCache)
+{
+    Ctx c;
+    void *p = soap_malloc(c.s, 100);
+    ASSERT_EQ(soap_unlink(c.s, p), 0);
+    soap_end(c.s);
+    EXPECT_EQ(c.s->memcache.bytes, 0u);
+    free(p);  /* the caller's now: plain memory */
+}
+
+int forget(struct soap_clist *) { return 0; }
+
+TEST(MemoryCache, ObjectEntriesAreReusedAndTheirObjectsLeftAlone)
+{
+    Ctx c;
+    int x = 0, y = 0;
+    struct soap_clist *first = soap_link(c.s, &x, 1, -1, forget);
+    ASSERT_NE(first, nullptr);
+    soap_delete(c.s, nullptr);
+    EXPECT_EQ(c.s->memcache.clist, first);
+    EXPECT_EQ(soap_link(c.s, &y, 2, -1, forget), first);
+    EXPECT_EQ(first->ptr, &y);
+    EXPECT_EQ(c.s->memcache.clist, nullptr);
+    /* soap_end drops the entries without deleting: they are kept too */
+    soap_end(c.s);
+    EXPECT_EQ(c.s->memcache.clist, first);
+}
+
+TEST(MemoryCache, CopyOfAContextStartsWithoutKeptMemory)
+{
+    Ctx c;
+    soap_malloc(c.s, 100);
+    soap_end(c.s);
+    struct soap *d = soap_copy(c.s);
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->memcache.bytes, 0u);
+    EXPECT_EQ(d->memcache.bins[2], nullptr);
+    soap_free(d);
+}
+
+#ifdef SOAP_MEM_DEBUG
+TEST(MemoryCache, KeptBlocksAreNotLiveBetweenMessages)
+{
+    struct soap *s = soap_new();
+    auto live = [s] {
+        size_t n = 0;
+        for (size_t h = 0; h < SOAP_PTRHASH; h++)
+            for (const struct soap_track *t = s->mht[h]; t; t = t->next)
+                n += t->live;
+        return n;
+    };
+    const size_t context_own = live();
+    void *p = soap_malloc(s, 100);
+    EXPECT_EQ(live(), context_own + 1);
+    soap_end(s);
+    EXPECT_EQ(live(), context_own);
+    /* taken again it is the message's, and can be handed over like any block */
+    EXPECT_EQ(soap_malloc(s, 100), p);
+    ASSERT_EQ(soap_unlink(s, p), 0);
+    testing::internal::CaptureStderr();
+    soap_done(s);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    free(p);
+    delete s;
+}
+#endif
+
+/* ------------------------------------------------------------------------ */
 /* Block lists                                                               */
 
 TEST(MemoryBlockLists, PushedBlocksSaveAsOneCopyInPushOrder)

@@ -325,6 +325,17 @@ TEST_F(NamespacesMatch, RedeclaredPrefixShadowsAndComesBack)
     EXPECT_EQ(SOAP_OK, soap_element_begin_in(soap, "protocol:c", 0, nullptr));
 }
 
+TEST_F(NamespacesMatch, APrefixBoundAgainInTheNextMessageIsLookedUpAgain)
+{
+    for (int round = 0; round < 2; round++) {
+        ASSERT_EQ(SOAP_OK, message("<x:a xmlns:x=\"urn:test:protocol\"><x:b/></x:a>"));
+        ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "protocol:a", 0, nullptr));
+        EXPECT_EQ(SOAP_OK, soap_element_begin_in(soap, "protocol:b", 0, nullptr));
+        ASSERT_EQ(SOAP_OK, message("<x:a xmlns:x=\"urn:test:other\"><x:b/></x:a>"));
+        EXPECT_EQ(SOAP_TAG_MISMATCH, soap_element_begin_in(soap, "protocol:a", 0, nullptr));
+    }
+}
+
 TEST_F(NamespacesMatch, TagRules)
 {
     soap_push_namespace(soap, "p", "urn:test:protocol");

@@ -622,6 +622,36 @@ TEST_P(ReaderElements, WrongEndTagFailsOnlyUnderStrictness)
     EXPECT_EQ(SOAP_SYNTAX_ERROR, soap_element_end_in(soap, "a"));
 }
 
+TEST_P(ReaderElements, EndTagIsTakenAsWrittenNotAsTheCallerNamesIt)
+{
+    feed("<a>x</a><ab>y</ab ><a>z</ab>");
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "a", 0, nullptr));
+    EXPECT_EQ(SOAP_OK, soap_element_end_in(soap, "a"));
+    EXPECT_STREQ("a", soap->tag);
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "ab", 0, nullptr));
+    EXPECT_EQ(SOAP_OK, soap_element_end_in(soap, "ab"));
+    EXPECT_STREQ("ab", soap->tag);
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "a", 0, nullptr));
+    EXPECT_EQ(SOAP_OK, soap_element_end_in(soap, "a"));  /* "a" is only the start of "ab" */
+    EXPECT_STREQ("ab", soap->tag);
+    feed("<a>z</ab>", SOAP_XML_STRICT);
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "a", 0, nullptr));
+    EXPECT_EQ(SOAP_SYNTAX_ERROR, soap_element_end_in(soap, "a"));
+}
+
+TEST_P(ReaderElements, ARevertedElementIsMatchedAgainstEachNewName)
+{
+    feed("<a/><b/>");
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "a", 0, nullptr));
+    soap_revert(soap);
+    EXPECT_EQ(SOAP_TAG_MISMATCH, soap_element_begin_in(soap, "b", 0, nullptr));
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "a", 0, nullptr));
+    /* the same name again, but another element: matched afresh */
+    const char *name = "a";
+    EXPECT_EQ(SOAP_TAG_MISMATCH, soap_element_begin_in(soap, name, 0, nullptr));
+    EXPECT_STREQ("b", soap->tag);
+}
+
 TEST_P(ReaderElements, RevertHandsTheElementBack)
 {
     feed("<a>1</a>");
