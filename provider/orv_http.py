@@ -236,6 +236,13 @@ class Handler(socketserver.BaseRequestHandler):
         self.rfile = None
         sock = self.request
         srv = self.server
+        # Answers go out at once: over TLS the session tickets that follow the handshake are still
+        # unacknowledged when the first answer is written, and Nagle would hold it for the client's
+        # delayed ACK.
+        try:
+            sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        except OSError:
+            pass
         if srv.ssl_context is not None:
             try:
                 sock.settimeout(10)
