@@ -93,6 +93,21 @@ static inline uint64_t has_below(uint64_t x, unsigned char n)
 }
 
 /* Where a run of bytes without any of class `stop` ends, the classes being those the loops use. */
+/* Text up to '<' or '&' (and, with `high`, a byte above 127): '/' is plain where no element
+   opened inside the text can end. */
+template <bool high>
+static inline const unsigned char *scan_text(const unsigned char *q, const unsigned char *e)
+{
+    for (; e - q >= 8; q += 8) {
+        uint64_t x = word_at(q);
+        if (has_byte(x, '<') | has_byte(x, '&') | (high ? x & HIGHS : 0))
+            break;
+    }
+    while (q < e && *q != '<' && *q != '&' && (!high || *q < 128))
+        q++;
+    return q;
+}
+
 template <unsigned char stop>
 static inline const unsigned char *scan_run(const unsigned char *q, const unsigned char *e)
 {
@@ -115,6 +130,24 @@ static inline const unsigned char *scan_run(const unsigned char *q, const unsign
     while (q < e && !(CLS.k[*q] & stop))
         q++;
     return q;
+}
+
+/* At '&' in the buffer: one of the five predefined entities whole in it is taken, and given as
+ * the symbol layer gives it; else 0 and nothing is taken. */
+static soap_wchar predefined_entity(struct soap *soap)
+{
+    static const struct {
+        const char *text;
+        unsigned char len, ch;
+    } known[] = {{"&amp;", 5, '&'}, {"&lt;", 4, '<'}, {"&gt;", 4, '>'}, {"&quot;", 6, '"'}, {"&apos;", 6, '\''}};
+    const char *b = soap->buf + soap->bufidx;
+    size_t avail = soap->buflen - soap->bufidx;
+    for (const auto &k : known)
+        if (avail >= k.len && !memcmp(b, k.text, k.len)) {
+            soap->bufidx += k.len;
+            return (soap_wchar)((uint32_t)k.ch | (uint32_t)SOAP_ENTITY_BIT);
+        }
+    return 0;
 }
 
 /* Behind '<': a byte that the symbol layer takes as the start of an element name. */
@@ -220,6 +253,17 @@ int soap_append_lab(struct soap *soap, const char *s, size_t n)
 int soap_set_lab(struct soap *soap, const char *s, size_t n)
 {
     soap->labidx = 0;
+    return soap_append_lab(soap, s, n);
+}
+
+/* soap_append_lab where the bytes fit, without the call. */
+static inline int lab_append(struct soap *soap, const char *s, size_t n)
+{
+    if (soap->labbuf && soap->labidx + n < soap->lablen) {
+        memcpy(soap->labbuf + soap->labidx, s, n);
+        soap->labidx += n;
+        return SOAP_OK;
+    }
     return soap_append_lab(soap, s, n);
 }
 
@@ -1332,7 +1376,8 @@ static int literal_entity(struct soap *soap, soap_wchar c, bool utf, bool mb)
 /* The text is left in labbuf; `copy` hands out a soap_malloc copy of it. */
 static char *string_in(struct soap *soap, int flag, long minlen, long maxlen, bool copy)
 {
-    if (soap_set_lab(soap, nullptr, 0))
+    soap->labidx = 0;
+    if (!soap->labbuf && soap_append_lab(soap, nullptr, 0))
         return nullptr;
     long n = 0;  /* open elements inside the text */
     long l = 0;  /* characters read */
@@ -1365,14 +1410,18 @@ static char *string_in(struct soap *soap, int flag, long minlen, long maxlen, bo
             if (!mb && !soap->ahead && !soap->cdata) {
                 const unsigned char *p = reinterpret_cast<const unsigned char *>(soap->buf) + soap->bufidx;
                 const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
-                const unsigned char *q = utf || latin ? scan_run<K_STR>(p, e) : scan_run<K_STR | K_HIGH>(p, e);
+                const unsigned char *q;
+                if (n)
+                    q = utf || latin ? scan_run<K_STR>(p, e) : scan_run<K_STR | K_HIGH>(p, e);
+                else
+                    q = utf || latin ? scan_text<false>(p, e) : scan_text<true>(p, e);
                 size_t run = (size_t)(q - p);
                 if (run) {
                     if (maxlen >= 0 && (unsigned long)run > (unsigned long)(maxlen - l)) {
                         soap->error = SOAP_LENGTH;
                         return nullptr;
                     }
-                    if (soap_append_lab(soap, reinterpret_cast<const char *>(p), run))
+                    if (lab_append(soap, reinterpret_cast<const char *>(p), run))
                         return nullptr;
                     soap->bufidx += run;
                     l += (long)run;
@@ -1383,6 +1432,12 @@ static char *string_in(struct soap *soap, int flag, long minlen, long maxlen, bo
                     soap->bufidx += 2;
                     c = SOAP_TT;
                     goto again;
+                }
+                if (soap->bufidx < soap->buflen && soap->buf[soap->bufidx] == '&') {
+                    /* and of the five predefined entities */
+                    c = predefined_entity(soap);
+                    if (c)
+                        goto again;
                 }
             }
             c = utf ? get_sym(soap) : soap_getutf8(soap);
@@ -1618,6 +1673,29 @@ end:
 char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen)
 {
     return string_in(soap, flag, minlen, maxlen, true);
+}
+
+const char *soap_text_run(struct soap *soap, size_t *len)
+{
+    if (soap->peeked || soap->ahead || soap->cdata)
+        return nullptr;
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(soap->buf) + soap->bufidx;
+    const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
+    const unsigned char *q = p;
+    /* plain ASCII reads the same in every mode; a NUL would end the copied C string */
+    for (; e - q >= 8; q += 8) {
+        uint64_t x = word_at(q);
+        if (has_byte(x, '<') | has_byte(x, '&') | has_byte(x, '/') | has_byte(x, 0) | (x & HIGHS))
+            break;
+    }
+    while (q < e && *q && !(CLS.k[*q] & (K_STR | K_HIGH)))
+        q++;
+    if (e - q < 2 || q[0] != '<' || q[1] != '/')
+        return nullptr;
+    *len = (size_t)(q - p);
+    soap->bufidx += *len + 2;
+    soap->ahead = SOAP_TT;
+    return reinterpret_cast<const char *>(p);
 }
 
 const char *soap_string_in_lab(struct soap *soap, int flag, long minlen, long maxlen, size_t *len)

@@ -712,6 +712,10 @@ char *soap_string_in(struct soap *soap, int flag, long minlen, long maxlen);
 /* soap_string_in without the copy (flag 0 or 1): the text stays in labbuf, NUL-terminated, valid
    until the next read; *len gets its length.  For readers that copy it into their own storage. */
 const char *soap_string_in_lab(struct soap *soap, int flag, long minlen, long maxlen, size_t *len);
+/* The content of the element just begun when it is plain ASCII text up to an end tag, all of it in
+   the input buffer: a pointer to it there and its length, the input left at the end tag (as
+   soap_string_in leaves it).  Otherwise null, and nothing is taken. */
+const char *soap_text_run(struct soap *soap, size_t *len);
 wchar_t *soap_wstring_in(struct soap *soap, int flag, long minlen, long maxlen);
 char **soap_instring(struct soap *soap, const char *tag, char **p, const char *type, int t,
                      int flag, long minlen, long maxlen);

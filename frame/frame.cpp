@@ -409,11 +409,9 @@ static void *frame_in_simple(struct soap *soap, const soap_class_info *ci, const
         return nullptr;
     soap_revert(soap);
     *soap->id = '\0';
-    if (soap->alloced) {
-        ci->ops->vdefault(a, soap);
-        if (soap->clist && soap->clist->type != ci->type)
-            return ci->ops->vin(a, soap, tag, type);
-    }
+    /* an object made here is in its default state already: its constructor put it there */
+    if (soap->alloced && soap->clist && soap->clist->type != ci->type)
+        return ci->ops->vin(a, soap, tag, type);
     const soap_class_info *chain[SOAP_FRAME_MAXDEPTH];
     int n = class_chain(ci, chain);
     char *base = static_cast<char *>(a);
@@ -442,14 +440,12 @@ void *soap_frame_in(struct soap *soap, const soap_class_info *ci, const char *ta
     a = soap_id_enter(soap, soap->id, a, ci->type, ci->size, 0, soap->type, soap->arrayType, soap_instantiate);
     if (!a)
         return nullptr;
-    if (soap->alloced) {
-        ci->ops->vdefault(a, soap);
-        if (soap->clist && soap->clist->type != ci->type) {
-            /* a derived object was made: its own reader takes the element from the start */
-            soap_revert(soap);
-            *soap->id = '\0';
-            return ci->ops->vin(a, soap, tag, type);
-        }
+    /* an object made here is in its default state already (its constructor put it there); when
+       a derived one was made, its own reader takes the element from the start */
+    if (soap->alloced && soap->clist && soap->clist->type != ci->type) {
+        soap_revert(soap);
+        *soap->id = '\0';
+        return ci->ops->vin(a, soap, tag, type);
     }
     const soap_class_info *chain[SOAP_FRAME_MAXDEPTH];
     int n = class_chain(ci, chain);
@@ -613,8 +609,7 @@ void **soap_frame_in_pclass(struct soap *soap, const soap_class_info *ci, const 
         void *p = soap_frame_instantiate(soap, ci, -1, soap->type, soap->arrayType, nullptr);
         if (!p)
             return nullptr;
-        soap_frame_store_ptr(a, p);
-        ci->ops->vdefault(p, soap);
+        soap_frame_store_ptr(a, p);  /* made in its default state, by its constructor */
         if (!ci->ops->vin(p, soap, tag, nullptr))
             return nullptr;
         return a;
@@ -651,21 +646,37 @@ std::string *soap_frame_in_string(struct soap *soap, const char *tag, std::strin
     (void)type;
     if (soap_element_begin_in(soap, tag, 1, nullptr))
         return nullptr;
-    s = static_cast<std::string *>(
-        soap_id_enter(soap, soap->id, s, tid, sizeof(std::string), 0, nullptr, nullptr, soap_instantiate));
-    if (!s)
-        return nullptr;
+    if (!*soap->id) {
+        /* nothing to enter: what soap_id_enter would do, without the type dispatch */
+        soap->alloced = 0;
+        if (!s) {
+            s = static_cast<std::string *>(soap_frame_instantiate_string(soap, tid, -1, nullptr));
+            if (!s)
+                return nullptr;
+            soap->alloced = 1;
+        }
+    } else {
+        s = static_cast<std::string *>(
+            soap_id_enter(soap, soap->id, s, tid, sizeof(std::string), 0, nullptr, nullptr, soap_instantiate));
+        if (!s)
+            return nullptr;
+    }
     if (*soap->href) {
         s = static_cast<std::string *>(
             soap_id_forward(soap, soap->href, s, 0, tid, 0, sizeof(std::string), 0, soap_frame_copy));
         if (!s)
             return nullptr;
     } else if (soap->body) {
-        /* up to a NUL that a character reference may have put in, as a copied C string would */
-        const char *t = soap_string_in_lab(soap, 1, -1, -1, nullptr);
-        if (!t)
-            return nullptr;
-        s->assign(t);
+        size_t n;
+        if (const char *run = soap_text_run(soap, &n)) {
+            s->assign(run, n);
+        } else {
+            /* up to a NUL that a character reference may have put in, as a copied C string would */
+            const char *t = soap_string_in_lab(soap, 1, -1, -1, nullptr);
+            if (!t)
+                return nullptr;
+            s->assign(t);
+        }
     }
     if (soap->body && soap_element_end_in(soap, tag))
         return nullptr;

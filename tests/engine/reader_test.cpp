@@ -898,6 +898,50 @@ TEST_P(ReaderStrings, TextWithEntitiesAndInnerMarkup)
     EXPECT_EQ(0u, soap->level);
 }
 
+TEST_P(ReaderStrings, SlashesAndPredefinedEntitiesInTextAndInInnerMarkup)
+{
+    feed("<s>p/q&quot;&apos;&lt;&gt;<i>a/b<j/>c</i>/r&amp;amp;&#47;</s>");
+    char **p = soap_instring(soap, "s", nullptr, nullptr, 1, 1, 0, -1);
+    ASSERT_NE(nullptr, p);
+    EXPECT_STREQ("p/q\"'<><i>a/b<j/>c</i>/r&amp;/", *p);
+    EXPECT_EQ(0u, soap->level);
+}
+
+TEST_P(ReaderStrings, PlainRunIsHandedOutInPlaceOnlyWhenWholeAndPlain)
+{
+    const bool whole = GetParam() == (size_t)SOAP_BUFLEN;
+    feed("<s>plain text</s><t>a&amp;b</t><u>x/y</u><v>caf\xC3\xA9</v>");
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "s", 0, nullptr));
+    size_t n = 0;
+    const char *run = soap_text_run(soap, &n);
+    if (whole) {
+        ASSERT_NE(nullptr, run);
+        EXPECT_EQ("plain text", std::string(run, n));
+    } else {
+        EXPECT_EQ(nullptr, run);  /* the end tag is not in the buffer yet */
+        EXPECT_STREQ("plain text", soap_string_in(soap, 1, -1, -1));
+    }
+    EXPECT_EQ(SOAP_OK, soap_element_end_in(soap, "s"));
+    EXPECT_EQ(0u, soap->level);
+    const char *const rest[][2] = {{"t", "a&b"}, {"u", "x/y"}, {"v", "caf\xE9"}};
+    for (const auto &r : rest) {
+        ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, r[0], 0, nullptr));
+        EXPECT_EQ(nullptr, soap_text_run(soap, &n)) << r[0];  /* nothing is taken then */
+        EXPECT_STREQ(r[1], soap_string_in(soap, 1, -1, -1));
+        EXPECT_EQ(SOAP_OK, soap_element_end_in(soap, r[0]));
+    }
+}
+
+TEST_P(ReaderStrings, ANulInPlainTextEndsTheCopiedString)
+{
+    feed(std::string("<s>ab\0cd</s>", 12));
+    ASSERT_EQ(SOAP_OK, soap_element_begin_in(soap, "s", 0, nullptr));
+    size_t n = 0;
+    EXPECT_EQ(nullptr, soap_text_run(soap, &n));
+    EXPECT_STREQ("ab", soap_string_in(soap, 1, -1, -1));
+    EXPECT_EQ(SOAP_OK, soap_element_end_in(soap, "s"));
+}
+
 TEST_P(ReaderStrings, Utf8InputBecomesLatin1WithoutUtfStrings)
 {
     feed("<s>caf\xC3\xA9 \xE2\x82\xAC</s>");
