@@ -199,6 +199,8 @@ void soap_init(struct soap *soap)
     soap->memcache = soap_memcache{};
     soap->nsgen = 1;  /* the empty cache below is stale */
     soap->nscache = soap_nscache{};
+    soap->matched = nullptr;
+    soap->matchcache = soap_matchcache{};
 
     /* namespaces */
     soap->namespaces = namespaces;
@@ -355,6 +357,8 @@ struct soap *soap_copy_context(struct soap *dst, const struct soap *src)
     dst->alist = nullptr;
     dst->memcache = soap_memcache{};
     dst->nscache = soap_nscache{};
+    dst->matched = nullptr;
+    dst->matchcache = soap_matchcache{};
     dst->labbuf = nullptr;
     dst->lablen = 0;
     dst->labidx = 0;

@@ -4,6 +4,7 @@
  * declarations (writer.cpp) nor the reading of attributes (reader.cpp).
  */
 #include <cstdio>
+#include <cstdint>
 #include <cstring>
 
 #include "soapengine.h"
@@ -346,11 +347,21 @@ int soap_match_tag(struct soap *soap, const char *tag, const char *pattern)
     /* Mostly the tag is written with the pattern's own prefix: when the texts are equal only
        the prefix's binding is left to check. */
     if (*tag == *pattern && !strcmp(tag, pattern)) {
+        /* and the same pattern matched the same text before, under the same bindings */
+        struct soap_matchcache *mc = &soap->matchcache;
+        const size_t h = ((uintptr_t)pattern >> 3) % SOAP_MATCHCACHE;
+        if (mc->pattern[h] == pattern && mc->gen[h] == soap->nsgen && mc->table[h] == soap->local_namespaces)
+            return SOAP_OK;
         const char *colon = strchr(pattern, ':');
         /* (unprefixed, or a pattern standing for a whole namespace: the general rule) */
         if (colon && colon != pattern && colon[1]) {
             size_t n = (size_t)(colon - pattern);
             int r = soap_match_namespace(soap, tag, pattern, n, n);
+            if (r == SOAP_OK && !(soap->mode & SOAP_XML_IGNORENS)) {
+                mc->pattern[h] = pattern;
+                mc->gen[h] = soap->nsgen;
+                mc->table[h] = soap->local_namespaces;
+            }
             return r == SOAP_NAMESPACE ? SOAP_TAG_MISMATCH : r;
         }
     }

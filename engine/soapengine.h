@@ -255,6 +255,15 @@ struct soap_nscache {
     unsigned char next;                     /* slot to fill next */
 };
 
+/* Patterns that the tag written exactly like them matched, valid while the stack and the
+   namespace table are those they were matched under (soap_match_tag). */
+#define SOAP_MATCHCACHE 64
+struct soap_matchcache {
+    const char *pattern[SOAP_MATCHCACHE];
+    unsigned long gen[SOAP_MATCHCACHE];
+    const struct Namespace *table[SOAP_MATCHCACHE];
+};
+
 /* A tracking record of the allocation table `mht`. */
 struct soap_track {
     struct soap_track *next;
@@ -504,6 +513,7 @@ struct soap {
     const char *matched;         /* the pattern the peeked tag last matched, when peekserial and */
     unsigned long matchserial;   /* nsgen are still those it was matched under: an element that is */
     unsigned long matchgen;      /* begun again after soap_revert is not matched again */
+    struct soap_matchcache matchcache;
 
     /* namespaces */
     const struct Namespace *namespaces;
