@@ -237,9 +237,10 @@ class Emitter:
                 if occ == "repeated" and mb.min:
                     occ = "repeated, at least %d" % mb.min
                 what = "%s, %s" % (mb.tag, occ)
-            L.append("    %s%s%s;  /* %s */" % (ctype, sep, mb.name, what))
+            # {}: the state soap_default gives, so that a new object costs no defaulting pass
+            L.append("    %s%s%s{};  /* %s */" % (ctype, sep, mb.name, what))
         if c.base is None:
-            L.append("    struct soap *soap;  /* context that made or defaulted this object, or null */")
+            L.append("    struct soap *soap{};  /* context that made or defaulted this object, or null */")
         if c.members or c.base is None:
             L.append("")
         L += ["    virtual int soap_type() const;",

@@ -201,6 +201,7 @@ void soap_init(struct soap *soap)
     soap->nscache = soap_nscache{};
     soap->matched = nullptr;
     soap->matchcache = soap_matchcache{};
+    soap->attrs_visible = 0;
 
     /* namespaces */
     soap->namespaces = namespaces;

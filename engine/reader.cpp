@@ -775,7 +775,8 @@ static struct soap_attribute *attr_entry(struct soap *soap, const char *name)
 {
     struct soap_attribute *tp, *last = nullptr;
     for (tp = soap->attributes; tp; tp = tp->next) {
-        if (!strcmp(tp->name, name))
+        /* (names are never empty: the second byte is there when the first ones are equal) */
+        if (tp->name[0] == name[0] && tp->name[1] == name[1] && !strcmp(tp->name, name))
             return tp;
         last = tp;
     }
@@ -994,12 +995,16 @@ int soap_peek_element(struct soap *soap)
 
     if (soap->nlist && soap->nlist->level >= soap->level)
         soap_pop_namespace(soap);
-    for (struct soap_attribute *tp = soap->attributes; tp; tp = tp->next)
-        tp->visible = 0;
+    if (soap->attrs_visible) {
+        for (struct soap_attribute *tp = soap->attributes; tp; tp = tp->next)
+            tp->visible = 0;
+        soap->attrs_visible = 0;
+    }
 
     bool attributes = false;
     while (c != '>' && c != '/') {
         attributes = true;
+        soap->attrs_visible = 1;
         if (c == SOAP_EOF) {
             if (!soap->error)
                 soap->error = SOAP_EOF;

@@ -514,6 +514,7 @@ struct soap {
     unsigned long matchserial;   /* nsgen are still those it was matched under: an element that is */
     unsigned long matchgen;      /* begun again after soap_revert is not matched again */
     struct soap_matchcache matchcache;
+    short attrs_visible;         /* some entry of `attributes` may be visible: the next peek hides them */
 
     /* namespaces */
     const struct Namespace *namespaces;

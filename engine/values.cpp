@@ -928,7 +928,7 @@ const struct soap_code_map *soap_code(const struct soap_code_map *map, const cha
 {
     if (map && str)
         for (; map->string; map++)
-            if (!strcmp(str, map->string))
+            if (*map->string == *str && !strcmp(str, map->string))
                 return map;
     return nullptr;
 }

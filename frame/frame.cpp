@@ -427,12 +427,10 @@ static void *frame_in_simple(struct soap *soap, const soap_class_info *ci, const
     return a;
 }
 
-void *soap_frame_in(struct soap *soap, const soap_class_info *ci, const char *tag, void *a, const char *type)
+/* The element of a record class, begun already. */
+static void *frame_in_begun(struct soap *soap, const soap_class_info *ci, const char *tag, void *a,
+                            const char *type)
 {
-    if (ci->flags & SOAP_CF_SIMPLE)
-        return frame_in_simple(soap, ci, tag, a, type);
-    if (soap_element_begin_in(soap, tag, 0, nullptr))
-        return nullptr;
     if (soap->level > SOAP_FRAME_MAXNEST) {
         soap->error = SOAP_EOM;
         return nullptr;
@@ -530,6 +528,15 @@ void *soap_frame_in(struct soap *soap, const soap_class_info *ci, const char *ta
     return a;
 }
 
+void *soap_frame_in(struct soap *soap, const soap_class_info *ci, const char *tag, void *a, const char *type)
+{
+    if (ci->flags & SOAP_CF_SIMPLE)
+        return frame_in_simple(soap, ci, tag, a, type);
+    if (soap_element_begin_in(soap, tag, 0, nullptr))
+        return nullptr;
+    return frame_in_begun(soap, ci, tag, a, type);
+}
+
 void *soap_frame_get(struct soap *soap, const soap_class_info *ci, void *a, const char *tag, const char *type)
 {
     void *p = soap_frame_in(soap, ci, tag, a, type);
@@ -538,22 +545,26 @@ void *soap_frame_get(struct soap *soap, const soap_class_info *ci, void *a, cons
     return p;
 }
 
-void *soap_frame_instantiate(struct soap *soap, const soap_class_info *ci, int n, const char *type,
-                             const char *arrayType, size_t *size)
+/* The class to make for an element of class ci: the descendant that xsi:type names, else ci. */
+static const soap_class_info *pick_class(struct soap *soap, const soap_class_info *ci, const char *type)
 {
-    (void)arrayType;
-    const soap_class_info *make = ci;
     if (type && *type && ci->ndescendants) {
         /* a match needs equal local parts; compare those first, then the namespaces */
         const char *local = local_part(type);
         for (unsigned i = 0; i < ci->ndescendants; i++) {
             const soap_class_info *d = ci->descendants[i];
-            if (!std::strcmp(local, local_part(d->name)) && !soap_match_tag(soap, type, d->name)) {
-                make = d;
-                break;
-            }
+            if (!std::strcmp(local, local_part(d->name)) && !soap_match_tag(soap, type, d->name))
+                return d;
         }
     }
+    return ci;
+}
+
+void *soap_frame_instantiate(struct soap *soap, const soap_class_info *ci, int n, const char *type,
+                             const char *arrayType, size_t *size)
+{
+    (void)arrayType;
+    const soap_class_info *make = pick_class(soap, ci, type);
     void *p = link_object(soap, make->ops->make(soap, n), make->type, n, make->ops->destroy);
     if (p && size)
         *size = n < 0 ? make->size : static_cast<size_t>(n) * make->size;
@@ -605,14 +616,19 @@ void **soap_frame_in_pclass(struct soap *soap, const soap_class_info *ci, const 
     }
     soap_frame_store_ptr(a, nullptr);
     if (!soap->null && *soap->href != '#') {
-        soap_revert(soap);
-        void *p = soap_frame_instantiate(soap, ci, -1, soap->type, soap->arrayType, nullptr);
+        const soap_class_info *made = pick_class(soap, ci, soap->type);
+        void *p = link_object(soap, made->ops->make(soap, -1), made->type, -1, made->ops->destroy);
         if (!p)
             return nullptr;
         soap_frame_store_ptr(a, p);  /* made in its default state, by its constructor */
-        if (!ci->ops->vin(p, soap, tag, nullptr))
-            return nullptr;
-        return a;
+        /* the element is begun: a record class goes on with it as the object's own reader would */
+        if (made->flags & (SOAP_CF_SIMPLE | SOAP_CF_OWNREADER)) {
+            soap_revert(soap);
+            p = made->ops->vin(p, soap, tag, nullptr);
+        } else {
+            p = frame_in_begun(soap, made, tag, p, nullptr);
+        }
+        return p ? a : nullptr;
     }
     void **r = soap_id_lookup(soap, soap->href, a, ci->type, ci->size, 0);
     for (unsigned i = 0; !r && soap->error == SOAP_HREF && i < ci->ndescendants; i++) {
@@ -641,11 +657,9 @@ int soap_frame_out_string(struct soap *soap, const char *tag, int id, const std:
     return SOAP_OK;
 }
 
-std::string *soap_frame_in_string(struct soap *soap, const char *tag, std::string *s, const char *type, int tid)
+/* The element of a text, begun already. */
+static std::string *string_begun(struct soap *soap, const char *tag, std::string *s, int tid)
 {
-    (void)type;
-    if (soap_element_begin_in(soap, tag, 1, nullptr))
-        return nullptr;
     if (!*soap->id) {
         /* nothing to enter: what soap_id_enter would do, without the type dispatch */
         soap->alloced = 0;
@@ -683,6 +697,14 @@ std::string *soap_frame_in_string(struct soap *soap, const char *tag, std::strin
     return s;
 }
 
+std::string *soap_frame_in_string(struct soap *soap, const char *tag, std::string *s, const char *type, int tid)
+{
+    (void)type;
+    if (soap_element_begin_in(soap, tag, 1, nullptr))
+        return nullptr;
+    return string_begun(soap, tag, s, tid);
+}
+
 int soap_frame_out_pstring(struct soap *soap, const char *tag, int id, const std::string *p, const char *type,
                            int tid)
 {
@@ -694,6 +716,7 @@ int soap_frame_out_pstring(struct soap *soap, const char *tag, int id, const std
 
 std::string **soap_frame_in_pstring(struct soap *soap, const char *tag, std::string **a, const char *type, int tid)
 {
+    (void)type;
     if (soap_element_begin_in(soap, tag, 1, nullptr))
         return nullptr;
     if (!a && !(a = static_cast<std::string **>(soap_malloc(soap, sizeof(std::string *))))) {
@@ -702,8 +725,7 @@ std::string **soap_frame_in_pstring(struct soap *soap, const char *tag, std::str
     }
     soap_frame_store_ptr(a, nullptr);
     if (!soap->null && *soap->href != '#') {
-        soap_revert(soap);
-        std::string *s = soap_frame_in_string(soap, tag, nullptr, type, tid);
+        std::string *s = string_begun(soap, tag, nullptr, tid);  /* the element is begun */
         if (!s)
             return nullptr;
         soap_frame_store_ptr(a, s);

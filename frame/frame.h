@@ -11,6 +11,7 @@
 #include <new>
 #include <string>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 #include "soapengine.h"
@@ -81,6 +82,7 @@ struct soap_class_ops {
 #define SOAP_CF_SIMPLE   1   /* text content with attributes, no child elements */
 #define SOAP_CF_REQUIRED 2   /* the class or a base has a required member */
 #define SOAP_CF_DISTINCT 4   /* its elements' local names (bases' included) are all different */
+#define SOAP_CF_OWNREADER 8  /* read by its own soap_in, not by the shared record reader */
 
 struct soap_class_info {
     int type;
@@ -327,12 +329,24 @@ template <class T> struct SOAP_FRAME_HIDDEN soap_plain_thunks {
 
 template <class E> struct soap_vector_thunks;
 
+/* Room for one more element read: a run starts with room for four, so that the short runs of
+   most messages grow once instead of three times. */
+template <class V> inline void soap_vector_room(V &v)
+{
+    if (v.size() == v.capacity())
+        v.reserve(v.empty() ? 4 : 2 * v.size());
+}
+
 template <class T> struct SOAP_FRAME_HIDDEN soap_vector_thunks<std::vector<T *>> {
     typedef std::vector<T *> V;
     static size_t size(const void *v) { return static_cast<const V *>(v)->size(); }
     static void clear(void *v) { static_cast<V *>(v)->clear(); }
     static const void *elem(const void *v, size_t i) { return (*static_cast<const V *>(v))[i]; }
-    static void push(void *v, const void *x) { static_cast<V *>(v)->push_back(static_cast<T *>(const_cast<void *>(x))); }
+    static void push(void *v, const void *x)
+    {
+        soap_vector_room(*static_cast<V *>(v));
+        static_cast<V *>(v)->push_back(static_cast<T *>(const_cast<void *>(x)));
+    }
     static void assign(void *v, size_t i, const void *q)
     {
         (*static_cast<V *>(v))[i] = static_cast<T *>(soap_frame_load_ptr(q));
@@ -347,7 +361,12 @@ template <> struct SOAP_FRAME_HIDDEN soap_vector_thunks<std::vector<std::string>
     static size_t size(const void *v) { return static_cast<const V *>(v)->size(); }
     static void clear(void *v) { static_cast<V *>(v)->clear(); }
     static const void *elem(const void *v, size_t i) { return &(*static_cast<const V *>(v))[i]; }
-    static void push(void *v, const void *x) { static_cast<V *>(v)->push_back(*static_cast<const std::string *>(x)); }
+    /* the reader's slot is spent: its text is moved, not copied */
+    static void push(void *v, const void *x)
+    {
+        soap_vector_room(*static_cast<V *>(v));
+        static_cast<V *>(v)->push_back(std::move(*static_cast<std::string *>(const_cast<void *>(x))));
+    }
     static void assign(void *v, size_t i, const void *q) { (*static_cast<V *>(v))[i] = *static_cast<const std::string *>(q); }
     static void *make(int n) { return soap_plain_thunks<V>::make(n); }
     static void destroy(void *p, int n) { soap_plain_thunks<V>::destroy(p, n); }
@@ -365,6 +384,7 @@ template <class E> struct SOAP_FRAME_HIDDEN soap_enum_vector_thunks {
     {
         E e;
         std::memcpy(&e, x, sizeof e);
+        soap_vector_room(*static_cast<V *>(v));
         static_cast<V *>(v)->push_back(e);
     }
     static void assign(void *v, size_t i, const void *q) { std::memcpy(&(*static_cast<V *>(v))[i], q, sizeof(E)); }
@@ -398,7 +418,7 @@ template <class E> struct SOAP_FRAME_HIDDEN soap_enum_vector_thunks {
     {                                                                                                    \
         return soap_in_##T(soap, tag, this, type);                                                       \
     }                                                                                                    \
-    T::T() { T::soap_default(nullptr); }                                                                 \
+    T::T() {} /* the members' initializers give the default state */                                     \
     T::~T() {}                                                                                           \
     void soap_default_##T(struct soap *soap, T *a) { a->soap_default(soap); }                            \
     void soap_serialize_##T(struct soap *soap, const T *a) { a->soap_serialize(soap); }                  \

@@ -154,7 +154,7 @@ char **soap_in__QName(struct soap *soap, const char *tag, char **a, const char *
 
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 extern const soap_class_info soap_ci_xsd__base64Binary = {
-    SOAP_TYPE_xsd__base64Binary, "xsd:base64Binary", nullptr, nullptr, 0, 0, offsetof(xsd__base64Binary, soap),
+    SOAP_TYPE_xsd__base64Binary, "xsd:base64Binary", nullptr, nullptr, 0, SOAP_CF_OWNREADER, offsetof(xsd__base64Binary, soap),
     sizeof(xsd__base64Binary), &soap_class_thunks<xsd__base64Binary>::ops, nullptr, 0};
 
 int xsd__base64Binary::soap_type() const { return SOAP_TYPE_xsd__base64Binary; }

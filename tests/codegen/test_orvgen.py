@@ -107,7 +107,7 @@ class Determinism(Scratch):
         changed = sorted(n for n in ta if ta[n] != tb[n])
         self.assertIn(os.path.join("model", "protocolProfile.h"), changed)
         self.assertNotIn(os.path.join("model", "protocolUpdateOrderFilter.h"), changed)
-        self.assertIn(b"std::string *scope2;", tb[os.path.join("model", "protocolProfile.h")])
+        self.assertIn(b"std::string *scope2{};", tb[os.path.join("model", "protocolProfile.h")])
 
     def test_the_same_model_from_files_in_another_order(self):
         # the map's comments and blank lines carry no meaning
