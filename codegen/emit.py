@@ -435,6 +435,8 @@ class Emitter:
         locals_ = [t[local_offset(t):] for t in elems]
         if all(local_offset(t) for t in elems) and len(set(locals_)) == len(locals_):
             flags.append("SOAP_CF_DISTINCT")
+        if any(mb.form == "attr" for mb in c.all_members()):
+            flags.append("SOAP_CF_ATTRIBUTES")
         if any(mb.min and mb.form == "elem" for mb in c.all_members()):
             flags.append("SOAP_CF_REQUIRED")
         L.append("extern const soap_class_info soap_ci_%s = {SOAP_TYPE_%s, %s, %s, %s, %d, %s, offsetof(%s, soap), sizeof(%s),\n"

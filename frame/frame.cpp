@@ -353,7 +353,7 @@ int soap_frame_out(struct soap *soap, const soap_class_info *ci, const char *tag
     const soap_class_info *chain[SOAP_FRAME_MAXDEPTH];
     int n = class_chain(ci, chain);
     const char *base = static_cast<const char *>(a);
-    if (out_attributes(soap, chain, n, base))
+    if ((ci->flags & SOAP_CF_ATTRIBUTES) && out_attributes(soap, chain, n, base))
         return soap->error;
     if (ci->flags & SOAP_CF_SIMPLE) {
         /* the text member is the element; a root class writes the type it was given */
@@ -415,7 +415,7 @@ static void *frame_in_simple(struct soap *soap, const soap_class_info *ci, const
     const soap_class_info *chain[SOAP_FRAME_MAXDEPTH];
     int n = class_chain(ci, chain);
     char *base = static_cast<char *>(a);
-    if (in_attributes(soap, chain, n, base))
+    if ((ci->flags & SOAP_CF_ATTRIBUTES) && in_attributes(soap, chain, n, base))
         return nullptr;
     for (unsigned i = 0; i < ci->nmembers; i++)
         if (ci->members[i].kind == SOAP_MK_TEXT) {
@@ -448,7 +448,7 @@ static void *frame_in_begun(struct soap *soap, const soap_class_info *ci, const 
     const soap_class_info *chain[SOAP_FRAME_MAXDEPTH];
     int n = class_chain(ci, chain);
     char *base = static_cast<char *>(a);
-    if (in_attributes(soap, chain, n, base))
+    if ((ci->flags & SOAP_CF_ATTRIBUTES) && in_attributes(soap, chain, n, base))
         return nullptr;
     if (soap->body && !*soap->href) {
         unsigned char cnt[SOAP_FRAME_MAXMEMBERS];
@@ -664,10 +664,17 @@ static std::string *string_begun(struct soap *soap, const char *tag, std::string
         /* nothing to enter: what soap_id_enter would do, without the type dispatch */
         soap->alloced = 0;
         if (!s) {
-            s = static_cast<std::string *>(soap_frame_instantiate_string(soap, tid, -1, nullptr));
+            /* a new text is made with its content when that is a plain run */
+            size_t n = 0;
+            const char *run = soap->body && !*soap->href ? soap_text_run(soap, &n) : nullptr;
+            s = static_cast<std::string *>(link_object(
+                soap, run ? new (std::nothrow) std::string(run, n) : new (std::nothrow) std::string, tid, -1,
+                destroy_strings));
             if (!s)
                 return nullptr;
             soap->alloced = 1;
+            if (run)
+                return soap_element_end_in(soap, tag) ? nullptr : s;
         }
     } else {
         s = static_cast<std::string *>(

@@ -83,6 +83,7 @@ struct soap_class_ops {
 #define SOAP_CF_REQUIRED 2   /* the class or a base has a required member */
 #define SOAP_CF_DISTINCT 4   /* its elements' local names (bases' included) are all different */
 #define SOAP_CF_OWNREADER 8  /* read by its own soap_in, not by the shared record reader */
+#define SOAP_CF_ATTRIBUTES 16 /* the class or a base has attribute members */
 
 struct soap_class_info {
     int type;
