@@ -14,10 +14,23 @@
 /* Output                                                                    */
 /* ------------------------------------------------------------------------ */
 
-int soap_send_raw(struct soap *soap, const char *s, size_t n)
+/* The trace only costs a call when it is on and the slot has, or may open,
+ * a file. */
+static inline void trace(struct soap *soap, int slot, const char *s, size_t n)
 {
-    if (!n)
-        return SOAP_OK;
+    if (soapEnableDebug && (soap->fdebug[slot] || soap->logfile[slot]))
+        soap_trace(soap, slot, s, n);
+}
+
+static inline void trace_sent(struct soap *soap, const char *s, size_t n)
+{
+    trace(soap, SOAP_IDX_SENT, s, n);
+}
+
+/* Everything but plain buffered bytes that fit: hooks, counting, write-through,
+ * a full buffer. */
+static __attribute__((noinline)) int send_raw_slow(struct soap *soap, const char *s, size_t n)
+{
     if (soap->fpreparesend && (soap->mode & SOAP_IO) != SOAP_IO_STORE && (soap->mode & SOAP_IO_LENGTH)) {
         soap->error = soap->fpreparesend(soap, s, n);
         if (soap->error)
@@ -52,6 +65,25 @@ int soap_send_raw(struct soap *soap, const char *s, size_t n)
     }
 }
 
+int soap_send_raw(struct soap *soap, const char *s, size_t n)
+{
+    if (!n)
+        return SOAP_OK;
+    const uint32_t io = soap->mode & (SOAP_IO_LENGTH | SOAP_IO);
+    if (!soap->ffiltersend) {
+        if (io == SOAP_IO_FLUSH) {  /* straight out; no count pass, so no hook */
+            trace_sent(soap, s, n);
+            return soap->error = soap->fsend(soap, s, n);
+        }
+        if (io <= SOAP_IO_CHUNK && n < SOAP_BUFLEN - soap->bufidx) {
+            memcpy(soap->buf + soap->bufidx, s, n);
+            soap->bufidx += n;
+            return SOAP_OK;
+        }
+    }
+    return send_raw_slow(soap, s, n);
+}
+
 int soap_flush(struct soap *soap)
 {
     size_t n = soap->bufidx;
@@ -79,13 +111,13 @@ int soap_flush_raw(struct soap *soap, const char *s, size_t n)
         /* the CR LF closing the previous chunk travels with the next size line */
         char line[24];
         int k = snprintf(line, sizeof(line), soap->chunksize ? "\r\n%lX\r\n" : "%lX\r\n", (unsigned long)n);
-        soap_trace(soap, SOAP_IDX_SENT, line, (size_t)k);
+        trace_sent(soap, line, (size_t)k);
         soap->error = soap->fsend(soap, line, (size_t)k);
         if (soap->error)
             return soap->error;
         soap->chunksize += n;
     }
-    soap_trace(soap, SOAP_IDX_SENT, s, n);
+    trace_sent(soap, s, n);
     soap->error = soap->fsend(soap, s, n);
     return soap->error;
 }
@@ -216,7 +248,7 @@ int soap_begin_send(struct soap *soap)
 
 static int send_traced(struct soap *soap, const char *s, size_t n)
 {
-    soap_trace(soap, SOAP_IDX_SENT, s, n);
+    trace_sent(soap, s, n);
     soap->error = soap->fsend(soap, s, n);
     return soap->error;
 }
@@ -286,7 +318,7 @@ soap_wchar soap_getchunkchar(struct soap *soap)
         return (unsigned char)soap->buf[soap->bufidx++];
     soap->bufidx = 0;
     soap->buflen = soap->chunkbuflen = soap->frecv(soap, soap->buf, SOAP_BUFLEN);
-    soap_trace(soap, SOAP_IDX_RECV, soap->buf, soap->buflen);
+    trace(soap, SOAP_IDX_RECV, soap->buf, soap->buflen);
     if (!soap->buflen)
         return EOF;
     return (unsigned char)soap->buf[soap->bufidx++];
@@ -311,7 +343,7 @@ int soap_recv_raw(struct soap *soap)
             if (soap->chunksize) {
                 size_t want = soap->chunksize < SOAP_BUFLEN ? soap->chunksize : SOAP_BUFLEN;
                 n = soap->frecv(soap, soap->buf, want);
-                soap_trace(soap, SOAP_IDX_RECV, soap->buf, n);
+                trace(soap, SOAP_IDX_RECV, soap->buf, n);
                 soap->chunksize -= n;
                 soap->bufidx = 0;
                 soap->buflen = n;
@@ -319,7 +351,7 @@ int soap_recv_raw(struct soap *soap)
             }
             if (!soap->chunkbuflen) {
                 soap->chunkbuflen = soap->frecv(soap, soap->buf, SOAP_BUFLEN);
-                soap_trace(soap, SOAP_IDX_RECV, soap->buf, soap->chunkbuflen);
+                trace(soap, SOAP_IDX_RECV, soap->buf, soap->chunkbuflen);
                 soap->bufidx = 0;
                 if (!soap->chunkbuflen) {
                     soap->ahead = EOF;
@@ -374,7 +406,7 @@ int soap_recv_raw(struct soap *soap)
         soap->bufidx = 0;
         n = soap->frecv(soap, soap->buf, SOAP_BUFLEN);
         soap->buflen = n;
-        soap_trace(soap, SOAP_IDX_RECV, soap->buf, n);
+        trace(soap, SOAP_IDX_RECV, soap->buf, n);
     }
     if (soap->fpreparerecv && n) {
         soap->error = soap->fpreparerecv(soap, soap->buf + soap->bufidx, n);

@@ -142,8 +142,41 @@ static int send_without_lf(struct soap *soap, const char *s)
     return SOAP_OK;
 }
 
+/* Appends s to a header line being built in line[0, *k), leaving out line
+ * feeds; false when it doesn't fit. */
+static bool add_without_lf(char *line, size_t size, size_t *k, const char *s)
+{
+    size_t n = *k;
+    for (; *s; s++) {
+        if (*s == '\n')
+            continue;
+        if (n == size)
+            return false;
+        line[n++] = *s;
+    }
+    *k = n;
+    return true;
+}
+
 int http_post_header(struct soap *soap, const char *key, const char *value)
 {
+    /* the whole line in one write when it fits */
+    char line[SOAP_TAGLEN];
+    size_t k = 0;
+    bool fits = true;
+    if (key) {
+        fits = add_without_lf(line, sizeof(line) - 4, &k, key);
+        if (fits && value) {
+            line[k++] = ':';
+            line[k++] = ' ';
+            fits = add_without_lf(line, sizeof(line) - 2, &k, value);
+        }
+    }
+    if (fits) {
+        line[k++] = '\r';
+        line[k++] = '\n';
+        return soap_send_raw(soap, line, k);
+    }
     if (key) {
         if (send_without_lf(soap, key))
             return soap->error;
@@ -154,6 +187,39 @@ int http_post_header(struct soap *soap, const char *key, const char *value)
     }
     return soap_send_raw(soap, "\r\n", 2);
 }
+
+/* A line built in a fixed buffer; what doesn't fit is cut, as snprintf cuts. */
+class LineText {
+public:
+    LineText(char *buf, size_t size) : buf_(buf), size_(size) { buf_[0] = '\0'; }
+    LineText &add(const char *s) { return add(s, strlen(s)); }
+    LineText &add(const char *s, size_t k)
+    {
+        if (k > size_ - 1 - n_)
+            k = size_ - 1 - n_;
+        memcpy(buf_ + n_, s, k);
+        n_ += k;
+        buf_[n_] = '\0';
+        return *this;
+    }
+    LineText &num(long v)
+    {
+        char t[24];
+        size_t i = sizeof(t);
+        unsigned long u = v < 0 ? 0UL - (unsigned long)v : (unsigned long)v;
+        do
+            t[--i] = (char)('0' + u % 10);
+        while (u /= 10);
+        if (v < 0)
+            t[--i] = '-';
+        return add(t + i, sizeof(t) - i);
+    }
+
+private:
+    char *buf_;
+    size_t size_;
+    size_t n_ = 0;
+};
 
 /* Appends text to a bounded buffer; the buffer stays terminated. */
 static void append(char *buf, size_t size, const char *s, size_t n = (size_t)-1)
@@ -225,7 +291,13 @@ int soap_puthttphdr(struct soap *soap, int status, size_t count)
             return err;
         if ((soap->omode & SOAP_IO) != SOAP_IO_CHUNK) {
             char len[24];
-            snprintf(len, sizeof(len), "%lu", (unsigned long)count);
+            size_t i = sizeof(len) - 1;
+            len[i] = '\0';
+            unsigned long u = (unsigned long)count;
+            do
+                len[--i] = (char)('0' + u % 10);
+            while (u /= 10);
+            memmove(len, len + i, sizeof(len) - i);
             err = soap->fposthdr(soap, "Content-Length", len);
         } else {
             err = soap->fposthdr(soap, "Transfer-Encoding", "chunked");
@@ -274,24 +346,24 @@ int http_post(struct soap *soap, const char *endpoint, const char *host, int por
 
     char line[2 * SOAP_TAGLEN];
     if (soap->status == SOAP_CONNECT)
-        snprintf(line, sizeof(line), "%s %s:%d HTTP/%s", method, soap->host, (int)soap->port,
-                 soap->http_version);
+        LineText(line, sizeof(line)).add(method).add(" ").add(soap->host).add(":").num(soap->port)
+            .add(" HTTP/").add(soap->http_version);
     else if (soap->proxy_host)
-        snprintf(line, sizeof(line), "%s %s HTTP/%s", method, endpoint, soap->http_version);
+        LineText(line, sizeof(line)).add(method).add(" ").add(endpoint).add(" HTTP/").add(soap->http_version);
     else
-        snprintf(line, sizeof(line), "%s /%s HTTP/%s", method,
-                 path ? (*path == '/' ? path + 1 : path) : "", soap->http_version);
+        LineText(line, sizeof(line)).add(method).add(" /").add(path ? (*path == '/' ? path + 1 : path) : "")
+            .add(" HTTP/").add(soap->http_version);
     if ((err = soap->fposthdr(soap, line, nullptr)))
         return err;
 
     if (!host)
         host = "";
     if ((soap->ssl && port == 443) || (!soap->ssl && port == 80))
-        snprintf(line, sizeof(line), "%s", host);
+        LineText(line, sizeof(line)).add(host);
     else if (strchr(host, ':') && *host != '[')
-        snprintf(line, sizeof(line), "[%s]:%d", host, port);
+        LineText(line, sizeof(line)).add("[").add(host).add("]:").num(port);
     else
-        snprintf(line, sizeof(line), "%s:%d", host, port);
+        LineText(line, sizeof(line)).add(host).add(":").num(port);
     if ((err = soap->fposthdr(soap, "Host", line))
         || (err = soap->fposthdr(soap, "User-Agent", "orvsoap/1.0"))
         || (err = soap_puthttphdr(soap, SOAP_OK, count)))
@@ -306,7 +378,7 @@ int http_post(struct soap *soap, const char *endpoint, const char *host, int por
         && (err = soap->fposthdr(soap, "Proxy-Authorization", auth)))
         return err;
     if (action && soap->status != SOAP_GET) {
-        snprintf(soap->tmpbuf, sizeof(soap->tmpbuf), "\"%s\"", strlen(action) > 1020 ? "" : action);
+        LineText(soap->tmpbuf, sizeof(soap->tmpbuf)).add("\"").add(strlen(action) > 1020 ? "" : action).add("\"");
         if ((err = soap->fposthdr(soap, "SOAPAction", soap->tmpbuf)))
             return err;
     }

@@ -24,23 +24,83 @@ static const char xop_include_href[] = "xmlns:xop=\"http://www.w3.org/2004/08/xo
 /* Raw output helpers                                                        */
 /* ------------------------------------------------------------------------ */
 
-static inline int out(struct soap *soap, const char *s, size_t n) { return soap_send_raw(soap, s, n); }
-
-/* a + b + c in one write when it fits a small stack buffer: the usual
- * "<tag", "</tag>", ` name="` pieces cost one call, not three. */
-static int out3(struct soap *soap, const char *a, size_t na, const char *b, size_t nb, const char *c,
-                size_t nc)
+/* Room for n more bytes straight in buf: plain buffered output (no counting
+ * pass, no write-through, no send filter) with the bytes fitting before the
+ * buffer is full.  Null otherwise; the caller then goes through
+ * soap_send_raw, which does the same in the same case. */
+static inline char *room(struct soap *soap, size_t n)
 {
-    char tmp[256];
-    if (na + nb + nc <= sizeof(tmp)) {
-        memcpy(tmp, a, na);
-        memcpy(tmp + na, b, nb);
-        memcpy(tmp + na + nb, c, nc);
-        return out(soap, tmp, na + nb + nc);
+    const uint32_t io = soap->mode & (SOAP_IO_LENGTH | SOAP_IO);
+    if (io >= SOAP_IO_BUFFER && io <= SOAP_IO_CHUNK && !soap->ffiltersend && n < SOAP_BUFLEN - soap->bufidx)
+        return soap->buf + soap->bufidx;
+    return nullptr;
+}
+
+/* The counting pass without hooks: only the length is wanted. */
+static inline bool counting(const struct soap *soap)
+{
+    return (soap->mode & SOAP_IO_LENGTH) && !soap->ffiltersend && !soap->fpreparesend;
+}
+
+static inline int out(struct soap *soap, const char *s, size_t n)
+{
+    if (char *d = room(soap, n)) {
+        memcpy(d, s, n);
+        soap->bufidx += n;
+        return SOAP_OK;
     }
-    if (out(soap, a, na) || out(soap, b, nb) || out(soap, c, nc))
-        return soap->error;
+    if (counting(soap)) {
+        soap->count += n;
+        return SOAP_OK;
+    }
+    return soap_send_raw(soap, s, n);
+}
+
+/* A piece of text for outv. */
+struct Piece {
+    const char *s;
+    size_t n;
+};
+
+/* outv for more bytes than a small buffer takes: piece by piece. */
+static __attribute__((noinline)) int outv_pieces(struct soap *soap, const Piece *v, size_t k)
+{
+    for (size_t i = 0; i < k; i++)
+        if (out(soap, v[i].s, v[i].n))
+            return soap->error;
     return SOAP_OK;
+}
+
+/* The pieces in one write: the usual "<tag>", "</tag>", ` name="value"`
+ * cost one call, not three to five, and in buffered output no call at all.
+ * Inlined and unrolled, so that the fixed pieces are copied as constants. */
+template <typename... P>
+static inline __attribute__((always_inline)) int outv(struct soap *soap, P... v)
+{
+    const size_t n = (v.n + ...);
+    if (char *d = room(soap, n)) {
+        ((memcpy(d, v.s, v.n), d += v.n), ...);
+        soap->bufidx += n;
+        return SOAP_OK;
+    }
+    if (counting(soap)) {
+        soap->count += n;
+        return SOAP_OK;
+    }
+    char tmp[256];
+    if (n <= sizeof(tmp)) {
+        char *d = tmp;
+        ((memcpy(d, v.s, v.n), d += v.n), ...);
+        return soap_send_raw(soap, tmp, n);
+    }
+    const Piece all[] = {v...};
+    return outv_pieces(soap, all, sizeof...(v));
+}
+
+static inline __attribute__((always_inline)) int out3(struct soap *soap, const char *a, size_t na,
+                                                      const char *b, size_t nb, const char *c, size_t nc)
+{
+    return outv(soap, Piece{a, na}, Piece{b, nb}, Piece{c, nc});
 }
 
 static void write_indent(struct soap *soap)
@@ -166,17 +226,25 @@ static constexpr ByteClass byte_class[3][2] = {
     {make_class(ESC_ATTR, false), make_class(ESC_ATTR, true)},
 };
 
-/* Entity for a byte of class BC_ESCAPE; the table decides which bytes get here. */
-static inline const char *entity_of(unsigned char c, size_t *n)
+/* Entity for a byte of class BC_ESCAPE; the table decides which bytes get
+ * here.  Each is padded to eight bytes, so that it can be copied whole. */
+struct Entity {
+    char s[8];
+    size_t n;
+};
+static const Entity ent_lt = {"&lt;", 4}, ent_gt = {"&gt;", 4}, ent_amp = {"&amp;", 5},
+                    ent_quot = {"&quot;", 6}, ent_lf = {"&#xA;", 5}, ent_cr = {"&#xD;", 5}, ent_tab = {"&#x9;", 5};
+
+static inline const Entity &entity_of(unsigned char c)
 {
     switch (c) {
-    case '<': *n = 4; return "&lt;";
-    case '>': *n = 4; return "&gt;";
-    case '&': *n = 5; return "&amp;";
-    case '"': *n = 6; return "&quot;";
-    case '\n': *n = 5; return "&#xA;";
-    case '\r': *n = 5; return "&#xD;";
-    default: *n = 5; return "&#x9;";
+    case '<': return ent_lt;
+    case '>': return ent_gt;
+    case '&': return ent_amp;
+    case '"': return ent_quot;
+    case '\n': return ent_lf;
+    case '\r': return ent_cr;
+    default: return ent_tab;
     }
 }
 
@@ -187,19 +255,104 @@ static inline int escape_kind(const struct soap *soap, int flag)
     return (soap->mode & SOAP_XML_CANONICAL) ? ESC_CONTENT_C14N : ESC_CONTENT;
 }
 
-int soap_string_out(struct soap *soap, const char *s, int flag)
+#if defined(__SSE2__) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)
+#if !__has_feature(address_sanitizer)
+#define WRITER_SCAN16 1
+#endif
+#else
+#define WRITER_SCAN16 1
+#endif
+#endif
+
+#ifdef WRITER_SCAN16
+#include <emmintrin.h>
+
+static inline __m128i eq(__m128i v, char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); }
+
+/* Bit i set when byte i of v may end a run of plain bytes: all bytes that
+ * byte_class[Kind][HighPlain] doesn't have as plain, and with them a few
+ * rare ones that are plain after all (control bytes up to CR; a line feed
+ * in canonical content), which the caller looks at again. */
+template <int Kind, bool HighPlain>
+static inline unsigned stops16(__m128i v)
 {
-    if (!s)
-        return SOAP_OK;
-    const bool mb = (soap->mode & SOAP_C_MBSTRING) != 0;
-    const bool utf = flag == 2 || (soap->mode & SOAP_C_UTFSTRING);
-    const unsigned char *tbl = byte_class[escape_kind(soap, flag)][utf && !mb].c;
-    const unsigned char *p = (const unsigned char *)s;
+    const __m128i ctl = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8('\r')), v); /* 0, tab, LF, CR, ... */
+    __m128i m;
+    if (Kind == ESC_ATTR)
+        m = _mm_or_si128(_mm_or_si128(ctl, eq(v, '"')), _mm_or_si128(eq(v, '&'), eq(v, '<')));
+    else /* '<' and '>' differ in one bit */
+        m = _mm_or_si128(_mm_or_si128(ctl, eq(v, '&')), eq(_mm_or_si128(v, _mm_set1_epi8(2)), '>'));
+    unsigned r = (unsigned)_mm_movemask_epi8(m);
+    if (!HighPlain)
+        r |= (unsigned)_mm_movemask_epi8(v);
+    return r;
+}
+
+/* The first byte from p on that may not be plain; the text's terminating
+ * NUL is one.  Sixteen bytes a step, with aligned loads: a load never
+ * reaches a page that the text doesn't touch. */
+template <int Kind, bool HighPlain>
+static inline const unsigned char *scan16(const unsigned char *p)
+{
+    size_t off = (uintptr_t)p & 15;
+    const __m128i *a = reinterpret_cast<const __m128i *>(p - off);
+    unsigned r = stops16<Kind, HighPlain>(_mm_load_si128(a)) >> off;
+    if (r)
+        return p + __builtin_ctz(r);
+    for (;;) {
+        ++a;
+        r = stops16<Kind, HighPlain>(_mm_load_si128(a));
+        if (r)
+            return reinterpret_cast<const unsigned char *>(a) + __builtin_ctz(r);
+    }
+}
+
+/* The first byte from p on that isn't plain. */
+template <int Kind, bool HighPlain>
+static inline const unsigned char *skip_plain(const unsigned char *p)
+{
+    const unsigned char *tbl = byte_class[Kind][HighPlain].c;
+    for (;;) {
+        p = scan16<Kind, HighPlain>(p);
+        if (tbl[*p])
+            return p;
+        p++;
+    }
+}
+#else
+template <int Kind, bool HighPlain>
+static inline const unsigned char *skip_plain(const unsigned char *p)
+{
+    const unsigned char *tbl = byte_class[Kind][HighPlain].c;
+    for (;; p += 4) {
+        if (tbl[p[0]])
+            return p;
+        if (tbl[p[1]])
+            return p + 1;
+        if (tbl[p[2]])
+            return p + 2;
+        if (tbl[p[3]])
+            return p + 3;
+    }
+}
+#endif
+
+/* A run and its entity when they can't go straight into buf. */
+static __attribute__((noinline)) int out_run_entity(struct soap *soap, const char *run, size_t k, const Entity &e)
+{
+    return out3(soap, run, k, e.s, e.n, "", 0);
+}
+
+/* The text in runs of plain bytes, each run written together with the
+ * entity that ends it. */
+template <int Kind, bool HighPlain>
+static int string_out_kind(struct soap *soap, const unsigned char *p, bool mb, bool utf)
+{
+    const unsigned char *tbl = byte_class[Kind][HighPlain].c;
     const unsigned char *run = p;
     for (;;) {
-        /* the hot loop: scan a run of bytes that need nothing */
-        while (!tbl[*p])
-            p++;
+        p = skip_plain<Kind, HighPlain>(p);
         unsigned char c = *p;
         unsigned char cls = tbl[c];
         if (cls == BC_END)
@@ -231,17 +384,61 @@ int soap_string_out(struct soap *soap, const char *s, int flag)
             run = ++p;
             continue;
         }
-        size_t n;
-        const char *e = entity_of(c, &n);
-        if (p > run && out(soap, (const char *)run, p - run))
+        const Entity &e = entity_of(c);
+        const size_t k = (size_t)(p - run);
+        if (char *d = room(soap, k + sizeof(e.s))) {
+            memcpy(d, run, k);
+            memcpy(d + k, e.s, sizeof(e.s));
+            soap->bufidx += k + e.n;
+        } else if (out_run_entity(soap, (const char *)run, k, e)) {
             return soap->error;
-        if (out(soap, e, n))
-            return soap->error;
+        }
         run = ++p;
     }
     if (p > run)
         return out(soap, (const char *)run, p - run);
     return SOAP_OK;
+}
+
+int soap_string_out(struct soap *soap, const char *s, int flag)
+{
+    if (!s)
+        return SOAP_OK;
+    const bool mb = (soap->mode & SOAP_C_MBSTRING) != 0;
+    const bool utf = flag == 2 || (soap->mode & SOAP_C_UTFSTRING);
+    const unsigned char *p = (const unsigned char *)s;
+    const bool high = utf && !mb;
+    switch (escape_kind(soap, flag)) {
+    case ESC_ATTR:
+        return high ? string_out_kind<ESC_ATTR, true>(soap, p, mb, utf)
+                    : string_out_kind<ESC_ATTR, false>(soap, p, mb, utf);
+    case ESC_CONTENT_C14N:
+        return high ? string_out_kind<ESC_CONTENT_C14N, true>(soap, p, mb, utf)
+                    : string_out_kind<ESC_CONTENT_C14N, false>(soap, p, mb, utf);
+    default:
+        return high ? string_out_kind<ESC_CONTENT, true>(soap, p, mb, utf)
+                    : string_out_kind<ESC_CONTENT, false>(soap, p, mb, utf);
+    }
+}
+
+/* Length of a text that soap_string_out would write unchanged, or -1. */
+static size_t plain_length(const struct soap *soap, const char *s, int flag)
+{
+    const bool utf = flag == 2 || (soap->mode & SOAP_C_UTFSTRING);
+    const bool high = utf && !(soap->mode & SOAP_C_MBSTRING);
+    const unsigned char *p = (const unsigned char *)s, *e;
+    switch (escape_kind(soap, flag)) {
+    case ESC_ATTR:
+        e = high ? skip_plain<ESC_ATTR, true>(p) : skip_plain<ESC_ATTR, false>(p);
+        break;
+    case ESC_CONTENT_C14N:
+        e = high ? skip_plain<ESC_CONTENT_C14N, true>(p) : skip_plain<ESC_CONTENT_C14N, false>(p);
+        break;
+    default:
+        e = high ? skip_plain<ESC_CONTENT, true>(p) : skip_plain<ESC_CONTENT, false>(p);
+        break;
+    }
+    return *e ? (size_t)-1 : (size_t)(e - p);
 }
 
 int soap_wstring_out(struct soap *soap, const wchar_t *s, int flag)
@@ -259,10 +456,9 @@ int soap_wstring_out(struct soap *soap, const wchar_t *s, int flag)
         }
         uint32_t c = (uint32_t)*s;
         if (c < 128 && tbl[c] == BC_ESCAPE) {
-            size_t n;
-            const char *e = entity_of((unsigned char)c, &n);
-            memcpy(buf + k, e, n);
-            k += n;
+            const Entity &e = entity_of((unsigned char)c);
+            memcpy(buf + k, e.s, e.n);
+            k += e.n;
         } else if (c >= 32 && c < 128) {
             buf[k++] = (char)c;
         } else {
@@ -445,6 +641,7 @@ int soap_set_attr(struct soap *soap, const char *name, const char *value, int fl
     if (canonical)
         c14n_insert(soap, tp);
     tp->visible = value ? 2 : 1;
+    soap->attrs_visible = 1;
     if (value && !strcmp(name, "wsu:Id")) {
         strncpy(soap->id, value, sizeof(soap->id) - 1);
         soap->id[sizeof(soap->id) - 1] = '\0';
@@ -473,6 +670,9 @@ static int put_attribute(struct soap *soap, const char *name, size_t nlen, const
 {
     if (!value)
         return out3(soap, " ", 1, name, nlen, "", 0);
+    size_t vlen = plain_length(soap, value, flag);
+    if (vlen != (size_t)-1)
+        return outv(soap, Piece{" ", 1}, Piece{name, nlen}, Piece{"=\"", 2}, Piece{value, vlen}, Piece{"\"", 1});
     if (out3(soap, " ", 1, name, nlen, "=\"", 2) || soap_string_out(soap, value, flag))
         return soap->error;
     return out(soap, "\"", 1);
@@ -549,7 +749,13 @@ int soap_element(struct soap *soap, const char *tag, int id, const char *type)
                 if ((soap->mode & SOAP_XML_DEFAULTNS) && rows++ >= 4)
                     break;
                 if (*p->id && (p->out || p->ns)) {
-                    snprintf(name, sizeof(name), "xmlns:%s", p->id);
+                    /* "xmlns:" and the prefix, cut to the field */
+                    size_t k = strlen(p->id);
+                    if (k > sizeof(name) - 7)
+                        k = sizeof(name) - 7;
+                    memcpy(name, "xmlns:", 6);
+                    memcpy(name + 6, p->id, k);
+                    name[6 + k] = '\0';
                     if (soap_attribute(soap, name, p->out ? p->out : p->ns))
                         return soap->error;
                 }
@@ -610,13 +816,39 @@ int soap_element(struct soap *soap, const char *tag, int id, const char *type)
     return SOAP_OK;
 }
 
+/* Modes in which a tag is more than its name. */
+static const uint32_t TAG_MODES = SOAP_XML_INDENT | SOAP_XML_DEFAULTNS | SOAP_XML_CANONICAL;
+
+static inline bool attributes_waiting(const struct soap *soap)
+{
+    for (const struct soap_attribute *tp = soap->attributes; tp; tp = tp->next)
+        if (tp->visible)
+            return true;
+    return false;
+}
+
+/* A start tag with attributes, or at the root, or in one of TAG_MODES. */
+static __attribute__((noinline)) int start_tag_full(struct soap *soap, const char *tag, int id, const char *type)
+{
+    if (soap_element(soap, tag, id, type))
+        return soap->error;
+    return soap_element_start_end_out(soap, nullptr);
+}
+
 int soap_element_begin_out(struct soap *soap, const char *tag, int id, const char *type)
 {
     if (*tag == '-')
         return SOAP_OK;
-    if (soap_element(soap, tag, id, type))
+    if (!soap->ns || (soap->mode & TAG_MODES) || id > 0 || (type && *type) || soap->mustUnderstand ||
+        soap->encoding || (soap->null && soap->position > 0) || attributes_waiting(soap))
+        return start_tag_full(soap, tag, id, type);
+    /* nothing but the name: "<tag>" at once */
+    soap->level++;
+    if (out3(soap, "<", 1, tag, strlen(tag), ">", 1))
         return soap->error;
-    return soap_element_start_end_out(soap, nullptr);
+    soap->null = 0;
+    soap->position = 0;
+    return SOAP_OK;
 }
 
 int soap_element_start_end_out(struct soap *soap, const char *tag)
@@ -636,6 +868,7 @@ int soap_element_start_end_out(struct soap *soap, const char *tag)
                 if (soap_set_attr(soap, name, np->ns, 1))
                     return soap->error;
                 np->index = 2;
+                soap->nsgen++;  /* what a prefix stands for is remembered by the stack's generation */
             }
         }
     }
@@ -666,17 +899,17 @@ int soap_element_start_end_out(struct soap *soap, const char *tag)
     return out(soap, "/>", 2);
 }
 
-int soap_element_end_out(struct soap *soap, const char *tag)
+/* What an end tag needs first under indentation, default namespaces or
+ * canonical output; the name to write, or null on failure. */
+static __attribute__((noinline)) const char *end_tag_modes(struct soap *soap, const char *tag)
 {
-    if (*tag == '-')
-        return SOAP_OK;
     if (soap->mode & SOAP_XML_CANONICAL)
         soap_pop_namespace(soap);
     if (soap->mode & SOAP_XML_INDENT) {
         if (!soap->body) {
             write_indent(soap);
             if (soap->error)
-                return soap->error;
+                return nullptr;
         }
         soap->body = 0;
     }
@@ -687,6 +920,15 @@ int soap_element_end_out(struct soap *soap, const char *tag)
             soap_pop_namespace(soap);
         }
     }
+    return tag;
+}
+
+int soap_element_end_out(struct soap *soap, const char *tag)
+{
+    if (*tag == '-')
+        return SOAP_OK;
+    if ((soap->mode & TAG_MODES) && !(tag = end_tag_modes(soap, tag)))
+        return soap->error;
     if (soap->level)
         soap->level--;
     return out3(soap, "</", 2, tag, strlen(tag), ">", 1);
@@ -734,15 +976,14 @@ int soap_element_ref(struct soap *soap, const char *tag, int id, int href)
     return soap_element_href(soap, tag, id, "href", s);
 }
 
-int soap_element_id(struct soap *soap, const char *tag, int id, const void *p, const struct soap_array *a,
-                    int n, const char *type, int t)
+/* soap_element_id for a null pointer, or outside a tree: the pointer table decides. */
+static __attribute__((noinline)) int element_id_full(struct soap *soap, const char *tag, int id, const void *p,
+                                                      const struct soap_array *a, int n, const char *type, int t)
 {
     if (!p) {
         soap_element_null(soap, tag, id, type);
         return -1;
     }
-    if (soap->mode & SOAP_XML_TREE)
-        return 0;
     if (id >= 0)
         return id;
     struct soap_plist *pp = nullptr;
@@ -757,6 +998,14 @@ int soap_element_id(struct soap *soap, const char *tag, int id, const void *p, c
         return 0;
     soap_set_embedded(soap, pp);
     return id;
+}
+
+int soap_element_id(struct soap *soap, const char *tag, int id, const void *p, const struct soap_array *a,
+                    int n, const char *type, int t)
+{
+    if (p && (soap->mode & SOAP_XML_TREE))
+        return 0;  /* a tree has neither ids nor references */
+    return element_id_full(soap, tag, id, p, a, n, type, t);
 }
 
 /* ------------------------------------------------------------------------ */

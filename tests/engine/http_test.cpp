@@ -314,6 +314,33 @@ TEST_F(HttpRequestHead, LineFeedsInsideKeysAndValuesAreDropped)
     EXPECT_EQ(io.out, "X-A: v1\r\nLine\r\n\r\n");
 }
 
+TEST_F(HttpRequestHead, HeaderLinesOfEveryLengthComeOutWhole)
+{
+    soap->mode = SOAP_IO_FLUSH;
+    /* around the length that still fits one write, and far beyond it */
+    for (size_t n : {1010u, 1017u, 1018u, 1019u, 1020u, 1021u, 1022u, 1023u, 1024u, 1025u, 5000u}) {
+        std::string key(n / 2, 'k'), value(n - n / 2, 'v');
+        std::string lf_key = key + "\n", lf_value = "\n" + value;
+        io.out.clear();
+        ASSERT_EQ(http_post_header(soap, lf_key.c_str(), lf_value.c_str()), 0);
+        ASSERT_EQ(io.out, key + ": " + value + "\r\n") << n;
+        io.out.clear();
+        std::string line(n, 'l');
+        ASSERT_EQ(http_post_header(soap, line.c_str(), nullptr), 0);
+        ASSERT_EQ(io.out, line + "\r\n") << n;
+    }
+}
+
+TEST_F(HttpRequestHead, PortsAndLengthsAreWrittenInDecimal)
+{
+    ASSERT_EQ(post("http://h:-5/x", nullptr, 0), 0);
+    EXPECT_NE(io.out.find("\r\nHost: h:-5\r\n"), std::string::npos) << io.out;
+    EXPECT_NE(io.out.find("\r\nContent-Length: 0\r\n"), std::string::npos) << io.out;
+    ASSERT_EQ(post("http://h:65535/x", nullptr, (size_t)4294967296ULL), 0);
+    EXPECT_NE(io.out.find("\r\nHost: h:65535\r\n"), std::string::npos) << io.out;
+    EXPECT_NE(io.out.find("\r\nContent-Length: 4294967296\r\n"), std::string::npos) << io.out;
+}
+
 TEST_F(HttpRequestHead, MultipartTypeNamesBoundaryStartAndInnerType)
 {
     soap->mode = SOAP_IO_FLUSH | SOAP_ENC_MIME;

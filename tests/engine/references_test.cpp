@@ -566,6 +566,77 @@ TEST(RefsIds, TablesAreEmptyAfterTheMessage)
     EXPECT_EQ(soap_lookup(c.s, "#e"), nullptr);
 }
 
+/* An id text of the form "#<prefix><n>" whose bucket is wanted. */
+static std::string id_in_bucket(const char *prefix, size_t bucket)
+{
+    for (int n = 0;; n++) {
+        std::string id = std::string("#") + prefix + std::to_string(n);
+        if (soap_hash(id.c_str()) == bucket)
+            return id;
+    }
+}
+
+TEST(RefsIds, IdsInTheFirstAndLastBucketsAreResolvedAndFreed)
+{
+    const size_t buckets[] = {0, 31, 32, SOAP_IDHASH - 16, SOAP_IDHASH - 15, SOAP_IDHASH - 1};
+    for (size_t b : buckets) {
+        Ctx c;
+        std::string id = id_in_bucket("k", b);
+        long *cell = nullptr;
+        soap_id_lookup(c.s, id.c_str(), reinterpret_cast<void **>(&cell), T_INT, sizeof(long), 0);
+        long copy = 0;
+        soap_id_forward(c.s, id.c_str(), &copy, sizeof copy, T_INT, T_INT, sizeof copy, 0, nullptr);
+        long obj = 42;
+        soap_id_enter(c.s, id.c_str(), &obj, T_INT, sizeof obj, 0, nullptr, nullptr, nullptr);
+        ASSERT_EQ(soap_resolve(c.s), SOAP_OK) << b;
+        EXPECT_EQ(cell, &obj) << b;
+        EXPECT_EQ(copy, 42) << b;
+        soap_free_iht(c.s);
+        EXPECT_EQ(c.s->iht[b], nullptr) << b;
+        EXPECT_EQ(soap_lookup(c.s, id.c_str()), nullptr) << b;
+    }
+}
+
+TEST(RefsIds, MissingIdInTheLastBucketFailsTheResolution)
+{
+    Ctx c;
+    std::string id = id_in_bucket("m", SOAP_IDHASH - 1);
+    int *cell = nullptr;
+    soap_id_lookup(c.s, id.c_str(), reinterpret_cast<void **>(&cell), T_INT, sizeof(int), 0);
+    EXPECT_EQ(soap_resolve(c.s), SOAP_MISSING_ID);
+    EXPECT_EQ(std::string(c.s->id), id);
+}
+
+TEST(RefsPointers, FreedTableForgetsEveryRecordWhateverItsSize)
+{
+    /* a few records, more records than buckets, and records of arrays */
+    const size_t counts[] = {1, 33, SOAP_PTRHASH + 7};
+    for (size_t n : counts) {
+        for (bool with_array : {false, true}) {
+            Ctx c;
+            std::vector<long> objs(n);
+            struct soap_plist *pp;
+            for (auto &o : objs)
+                ASSERT_NE(soap_pointer_enter(c.s, &o, nullptr, 0, T_INT, &pp), 0);
+            std::vector<int> data(4);
+            Array2 arr{data.data(), {2, 2}};
+            auto *ra = reinterpret_cast<const struct soap_array *>(&arr);
+            if (with_array) {
+                ASSERT_NE(soap_pointer_enter(c.s, &arr, ra, 2, T_VEC, &pp), 0);
+            }
+            soap_free_pht(c.s);
+            for (size_t i = 0; i < SOAP_PTRHASH; i++)
+                ASSERT_EQ(c.s->pht[i], nullptr) << n << " " << with_array << " bucket " << i;
+            EXPECT_EQ(soap_pointer_lookup(c.s, &objs[0], T_INT, &pp), 0);
+            EXPECT_EQ(soap_array_pointer_lookup(c.s, &arr, ra, 2, T_VEC, &pp), 0);
+            /* and takes new ones as before */
+            soap_free_pht(c.s);
+            EXPECT_EQ(soap_reference(c.s, &objs[0], T_INT), 0);
+            EXPECT_EQ(soap_reference(c.s, &objs[0], T_INT), 2);
+        }
+    }
+}
+
 TEST(RefsIds, OutOfMemoryForACellGivesNull)
 {
     Ctx c;

@@ -7,6 +7,7 @@
 #include <clocale>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "memio.h"
 #include "soapengine.h"
@@ -810,6 +811,142 @@ TEST_F(Writer, SendFailureIsReturnedAndKept)
     EXPECT_EQ(SOAP_TCP_ERROR, soap->error);
     EXPECT_EQ(SOAP_TCP_ERROR, soap_string_out(soap, "a<b", 0));
     EXPECT_EQ(SOAP_TCP_ERROR, soap_element_end_out(soap, "x"));
+}
+
+/* ---- the same bytes whatever the position, length or output mode -------- */
+
+/* Every special byte at every place in a text, and the text at every start
+ * offset: one entity where the byte was, nothing else changed. */
+TEST_F(Writer, EscapingIsTheSameAtEveryPositionAndAlignment)
+{
+    struct Case {
+        char c;
+        int flag;
+        const char *entity;
+    };
+    const Case cases[] = {{'<', 0, "&lt;"}, {'>', 0, "&gt;"}, {'&', 0, "&amp;"}, {'\n', 0, "&#xA;"},
+                          {'\r', 0, "&#xD;"}, {'"', 1, "&quot;"}, {'\t', 1, "&#x9;"}, {'\n', 1, "&#xA;"},
+                          {'<', 1, "&lt;"}, {'\xE9', 0, "\xC3\xA9"}};
+    alignas(16) char buf[96];
+    for (const Case &k : cases) {
+        for (size_t off = 0; off < 16; off++) {
+            for (size_t at = 0; at < 40; at++) {
+                std::string in(40, 'a'), want;
+                in[at] = k.c;
+                want = in.substr(0, at) + k.entity + in.substr(at + 1);
+                memcpy(buf + off, in.c_str(), in.size() + 1);
+                ASSERT_EQ(want, text(buf + off, k.flag)) << "byte " << (int)(unsigned char)k.c << " at " << at
+                                                         << " offset " << off;
+            }
+        }
+    }
+}
+
+TEST_F(Writer, TextEndsAtItsNulAtEveryLengthAndAlignment)
+{
+    alignas(16) char buf[64];
+    memset(buf, 'z', sizeof(buf));
+    for (size_t off = 0; off < 16; off++) {
+        for (size_t len = 0; len < 40; len++) {
+            memset(buf, 'z', sizeof(buf));
+            memset(buf + off, 'b', len);
+            buf[off + len] = '\0';
+            ASSERT_EQ(std::string(len, 'b'), text(buf + off, 0)) << len << " at offset " << off;
+        }
+    }
+}
+
+TEST_F(Writer, RareControlBytesAndCanonicalLineFeedsStayInLongText)
+{
+    std::string in = std::string(20, 'x') + "\x01\x0B\x0C" + std::string(20, 'y') + "\x1F";
+    EXPECT_EQ(in, text(in.c_str(), 0));
+    EXPECT_EQ(in, text(in.c_str(), 1));
+    soap->mode |= SOAP_XML_CANONICAL;
+    std::string lines = std::string(30, 'l') + "\n" + std::string(30, 'm') + "\n\n<";
+    EXPECT_EQ(std::string(30, 'l') + "\n" + std::string(30, 'm') + "\n\n&lt;", text(lines.c_str(), 0));
+}
+
+/* The same calls in write-through, buffered and stored output. */
+static void write_mixed(struct soap *soap, const std::string &longtag, const std::string &longval)
+{
+    soap_element(soap, "r", 0, nullptr);
+    soap_attribute(soap, "plain", "value");
+    soap_attribute(soap, "esc", "a\"b<c");
+    soap_attribute(soap, "long", longval.c_str());
+    soap_attribute(soap, "bare", nullptr);
+    soap_element_start_end_out(soap, nullptr);
+    soap_element_begin_out(soap, longtag.c_str(), 0, nullptr);
+    soap_string_out(soap, "x & y <z>", 0);
+    soap_element_end_out(soap, longtag.c_str());
+    soap_element_begin_out(soap, "e", 0, nullptr);
+    soap_element_end_out(soap, "e");
+    soap_element_end_out(soap, "r");
+}
+
+TEST_F(Writer, OutputModesWriteTheSameBytes)
+{
+    const std::string longtag(300, 't');
+    const std::string longval = std::string(150, 'v') + "&" + std::string(150, 'w');
+    const std::string want = "<r plain=\"value\" esc=\"a&quot;b&lt;c\" long=\"" + std::string(150, 'v') + "&amp;" +
+                             std::string(150, 'w') + "\" bare><" + longtag + ">x &amp; y &lt;z&gt;</" + longtag +
+                             "><e></e></r>";
+    const uint32_t modes[] = {SOAP_IO_FLUSH, SOAP_IO_BUFFER, SOAP_IO_STORE};
+    for (uint32_t m : modes) {
+        soap->mode = m;
+        if (m == SOAP_IO_STORE) {
+            ASSERT_NE(nullptr, soap_new_block(soap));
+        }
+        write_mixed(soap, longtag, longval);
+        if (m == SOAP_IO_STORE) {
+            soap_flush(soap);
+            std::string s;
+            for (char *p = soap_first_block(soap, nullptr); p; p = soap_next_block(soap, nullptr))
+                s.append(p, soap_block_size(soap, nullptr));
+            soap_end_block(soap, nullptr);
+            EXPECT_EQ(want, s);
+        } else {
+            EXPECT_EQ(want, out()) << "mode " << m;
+        }
+        EXPECT_EQ(0u, soap->level);
+    }
+    soap->mode = SOAP_IO_LENGTH;
+    soap->count = 0;
+    write_mixed(soap, longtag, longval);
+    EXPECT_EQ(want.size(), soap->count);
+}
+
+TEST_F(Writer, WriteThroughSendsEachTagAndEachAttributeInOneWrite)
+{
+    struct Log {
+        static int send(struct soap *soap, const char *s, size_t n)
+        {
+            static_cast<std::vector<std::string> *>(soap->data[0])->push_back(std::string(s, n));
+            return SOAP_OK;
+        }
+    };
+    std::vector<std::string> writes;
+    soap->data[0] = &writes;
+    soap->fsend = Log::send;
+    soap->mode = SOAP_IO_FLUSH;
+    soap_element_begin_out(soap, "a", 0, nullptr);
+    soap_element_end_out(soap, "a");
+    soap_element(soap, "b", 0, nullptr);
+    soap_attribute(soap, "k", "v");
+    soap_element_start_end_out(soap, "b");
+    const std::vector<std::string> want = {"<a>", "</a>", "<b", " k=\"v\"", "/>"};
+    EXPECT_EQ(want, writes);
+}
+
+TEST_F(Writer, BufferBoundaryInsideATagOrEntityKeepsTheBytes)
+{
+    for (size_t fill = SOAP_BUFLEN - 12; fill < SOAP_BUFLEN; fill++) {
+        std::string pad(fill, 'p');
+        soap_send_raw(soap, pad.data(), pad.size());
+        soap_element_begin_out(soap, "tag", 0, nullptr);
+        soap_string_out(soap, "<&>", 0);
+        soap_element_end_out(soap, "tag");
+        ASSERT_EQ(pad + "<tag>&lt;&amp;&gt;</tag>", out()) << fill;
+    }
 }
 
 /* ---- with the namespace table ------------------------------------------- */
