@@ -84,6 +84,7 @@ static void clear_tables(struct soap *soap)
         soap->pht[i] = nullptr;
     soap->pblk = nullptr;
     soap->pidx = 0;
+    soap->iht_used = 0;
 }
 
 /* The parser's view of the element at hand. */
@@ -202,6 +203,7 @@ void soap_init(struct soap *soap)
     soap->matched = nullptr;
     soap->matchcache = soap_matchcache{};
     soap->attrs_visible = 0;
+    soap->iht_used = 0;
 
     /* namespaces */
     soap->namespaces = namespaces;

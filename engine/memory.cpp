@@ -16,12 +16,12 @@
 /* Allocation tracking                                                       */
 /* ------------------------------------------------------------------------ */
 
+#ifdef SOAP_MEM_DEBUG
+
 static inline size_t track_bucket(const void *p)
 {
     return ((uintptr_t)p >> 3) & (SOAP_PTRHASH - 1);
 }
-
-#ifdef SOAP_MEM_DEBUG
 
 static struct soap_track *track_find(struct soap *soap, const void *p)
 {
@@ -263,6 +263,17 @@ static void cache_give(struct soap *soap, void *p, size_t total)
     memcpy(p, &soap->memcache.bins[k], sizeof(void *));
     soap->memcache.bins[k] = p;
     soap->memcache.bytes += (size_t)32 << k;
+}
+
+void *soap_kept_take(struct soap *soap, size_t n)
+{
+    return cache_take(soap, n, __LINE__);
+}
+
+void soap_kept_give(struct soap *soap, void *p, size_t n)
+{
+    if (p)
+        cache_give(soap, p, n);
 }
 
 static struct soap_clist *clist_take(struct soap *soap)

@@ -13,23 +13,81 @@
 #define MALLOC(soap, n) soap_track_malloc((soap), SOAP_FILE_TAG, __LINE__, (n))
 #define FREE(soap, p) soap_track_free((soap), SOAP_FILE_TAG, __LINE__, (p))
 
+/* Index of the first bucket of the id table from i on that holds an entry,
+ * SOAP_IDHASH for none.  Most messages have no ids at all, so the table is
+ * looked at 32 buckets a test rather than one. */
+static size_t next_used(struct soap_ilist *const *t, size_t i)
+{
+    const size_t G = 32;
+    for (; i < SOAP_IDHASH && (i & (G - 1)); i++)
+        if (t[i])
+            return i;
+    for (; i + G <= SOAP_IDHASH; i += G) {
+        uintptr_t any = 0;
+        for (size_t j = 0; j < G; j++)
+            any |= (uintptr_t)t[i + j];
+        if (any)
+            break;
+    }
+    for (; i < SOAP_IDHASH; i++)
+        if (t[i])
+            return i;
+    return SOAP_IDHASH;
+}
+
+#define EACH_USED_BUCKET(soap, i) \
+    for (size_t i = next_used((soap)->iht, 0); i < SOAP_IDHASH; i = next_used((soap)->iht, i + 1))
+
+static inline size_t ptr_bucket(const void *p)
+{
+    return ((uintptr_t)p >> 3) & (SOAP_PTRHASH - 1);
+}
+
 void soap_free_pht(struct soap *soap)
 {
     struct soap_pblk *pb = soap->pblk;
+    if (!pb) {
+        /* every record lives in a block: no block, no bucket in use */
+        soap->pidx = 0;
+        return;
+    }
+    /* Plain records are unhooked from their own buckets.  An array record's
+     * bucket comes from the array's data, which may be gone by now: with one
+     * of those, or with more records than buckets, the table is wiped. */
+    size_t n = 0;
+    bool arrays = false;
+    for (struct soap_pblk *b = pb; b && !arrays; b = b->next) {
+        size_t used = b == pb ? (size_t)soap->pidx : SOAP_PTRBLK;
+        n += used;
+        for (size_t k = 0; k < used; k++)
+            if (b->plist[k].array)
+                arrays = true;
+    }
+    if (!arrays && n <= SOAP_PTRHASH) {
+        for (struct soap_pblk *b = pb; b; b = b->next) {
+            size_t used = b == pb ? (size_t)soap->pidx : SOAP_PTRBLK;
+            for (size_t k = 0; k < used; k++)
+                soap->pht[ptr_bucket(b->plist[k].ptr)] = nullptr;
+        }
+    } else {
+        for (size_t i = 0; i < SOAP_PTRHASH; i++)
+            soap->pht[i] = nullptr;
+    }
     while (pb) {
         struct soap_pblk *next = pb->next;
-        FREE(soap, pb);
+        soap_kept_give(soap, pb, sizeof(struct soap_pblk));
         pb = next;
     }
     soap->pblk = nullptr;
     soap->pidx = 0;
-    for (size_t i = 0; i < SOAP_PTRHASH; i++)
-        soap->pht[i] = nullptr;
 }
 
 void soap_free_iht(struct soap *soap)
 {
-    for (size_t i = 0; i < SOAP_IDHASH; i++) {
+    if (!soap->iht_used)
+        return;
+    soap->iht_used = 0;
+    EACH_USED_BUCKET(soap, i) {
         struct soap_ilist *ip = soap->iht[i];
         while (ip) {
             struct soap_ilist *next = ip->next;
@@ -49,11 +107,6 @@ void soap_free_iht(struct soap *soap)
 /* ------------------------------------------------------------------------ */
 /* Pointer table (output)                                                    */
 /* ------------------------------------------------------------------------ */
-
-static inline size_t ptr_bucket(const void *p)
-{
-    return ((uintptr_t)p >> 3) & (SOAP_PTRHASH - 1);
-}
 
 static inline char &pass_mark(const struct soap *soap, struct soap_plist *pp)
 {
@@ -101,23 +154,21 @@ int soap_array_pointer_lookup(struct soap *soap, const void *p, const struct soa
     return 0;
 }
 
-int soap_pointer_enter(struct soap *soap, const void *p, const struct soap_array *a, int n, int type,
-                       struct soap_plist **ppp)
+/* A fresh record at the head of bucket h; null when no block can be had. */
+static inline struct soap_plist *new_record(struct soap *soap, const void *p, const struct soap_array *a, int type,
+                                            size_t h)
 {
-    (void)n;
-    *ppp = nullptr;
     if (!soap->pblk || soap->pidx >= SOAP_PTRBLK) {
-        struct soap_pblk *pb = static_cast<struct soap_pblk *>(MALLOC(soap, sizeof(struct soap_pblk)));
+        struct soap_pblk *pb = static_cast<struct soap_pblk *>(soap_kept_take(soap, sizeof(struct soap_pblk)));
         if (!pb) {
             soap->error = SOAP_EOM;
-            return 0;
+            return nullptr;
         }
         pb->next = soap->pblk;
         soap->pblk = pb;
         soap->pidx = 0;
     }
     struct soap_plist *pp = &soap->pblk->plist[soap->pidx++];
-    size_t h = ptr_bucket(a ? a->__ptr : p);
     pp->next = soap->pht[h];
     pp->ptr = p;
     pp->array = a;
@@ -126,23 +177,37 @@ int soap_pointer_enter(struct soap *soap, const void *p, const struct soap_array
     pp->mark2 = 0;
     pp->id = ++soap->idnumber;
     soap->pht[h] = pp;
+    return pp;
+}
+
+int soap_pointer_enter(struct soap *soap, const void *p, const struct soap_array *a, int n, int type,
+                       struct soap_plist **ppp)
+{
+    (void)n;
+    struct soap_plist *pp = new_record(soap, p, a, type, ptr_bucket(a ? a->__ptr : p));
     *ppp = pp;
-    return pp->id;
+    return pp ? pp->id : 0;
 }
 
 int soap_reference(struct soap *soap, const void *p, int type)
 {
     if (!p || (soap->mode & SOAP_XML_TREE))
         return 1;
+    /* the lookup and, when it fails, the entry, on one bucket */
+    size_t h = ptr_bucket(p);
     struct soap_plist *pp;
-    if (soap_pointer_lookup(soap, p, type, &pp)) {
-        if (pp->mark1 == 0) {
-            pp->mark1 = 2;
-            pp->mark2 = 2;
+    for (pp = soap->pht[h]; pp; pp = pp->next) {
+        if (pp->ptr == p && pp->type == type) {
+            if (pp->mark1 == 0) {
+                pp->mark1 = 2;
+                pp->mark2 = 2;
+            }
+            return pp->mark1;
         }
-    } else if (!soap_pointer_enter(soap, p, nullptr, 0, type, &pp)) {
-        return 1;  /* no memory: don't walk into it */
     }
+    pp = new_record(soap, p, nullptr, type, h);
+    if (!pp)
+        return 1;  /* no memory: don't walk into it */
     return pp->mark1;
 }
 
@@ -173,10 +238,8 @@ int soap_embedded(struct soap *soap, const void *p, int type)
     return id;
 }
 
-int soap_embedded_id(struct soap *soap, int id, const void *p, int type)
+static __attribute__((noinline)) int embedded_id_graph(struct soap *soap, int id, const void *p, int type)
 {
-    if (soap->mode & SOAP_XML_TREE)
-        return id;
     struct soap_plist *pp;
     if (encoded_multiref(soap)) {
         if (id >= 0)
@@ -194,6 +257,13 @@ int soap_embedded_id(struct soap *soap, int id, const void *p, int type)
     if (id && pp)
         pass_mark(soap, pp) = 1;
     return id;
+}
+
+int soap_embedded_id(struct soap *soap, int id, const void *p, int type)
+{
+    if (soap->mode & SOAP_XML_TREE)
+        return id;
+    return embedded_id_graph(soap, id, p, type);
 }
 
 int soap_is_embedded(struct soap *soap, struct soap_plist *pp)
@@ -276,6 +346,7 @@ struct soap_ilist *soap_enter(struct soap *soap, const char *id)
     ip->level = 0;
     memcpy(ip->id, id, len + 1);
     soap->iht[h] = ip;
+    soap->iht_used = 1;
     return ip;
 }
 
@@ -290,8 +361,12 @@ int soap_lookup_type(struct soap *soap, const char *id)
 /* Keeps the offending id for the fault text. */
 static void *id_error(struct soap *soap, const char *id, int code)
 {
-    strncpy(soap->id, id, sizeof soap->id - 1);
-    soap->id[sizeof soap->id - 1] = '\0';
+    /* the id is often soap->id itself: only a different one is copied */
+    if (id != soap->id) {
+        size_t n = strnlen(id, sizeof soap->id - 1);
+        memmove(soap->id, id, n);
+        soap->id[n] = '\0';
+    }
     soap->error = code;
     return nullptr;
 }
@@ -550,7 +625,7 @@ static inline bool in_range(const void *p, const char *start, const char *end)
 
 int soap_has_copies(struct soap *soap, const char *start, const char *end)
 {
-    for (size_t i = 0; i < SOAP_IDHASH; i++) {
+    EACH_USED_BUCKET(soap, i) {
         for (struct soap_ilist *ip = soap->iht[i]; ip; ip = ip->next) {
             for (void *q = ip->copy; q; q = *static_cast<void **>(q))
                 if (in_range(q, start, end))
@@ -587,8 +662,11 @@ static int run_fixup(struct soap *soap, struct soap_ilist *ip, struct soap_flist
 
 int soap_resolve(struct soap *soap)
 {
-    for (size_t i = 0; i < SOAP_IDHASH; i++) {
+    bool copies = false;  /* any copy or fix-up waiting */
+    EACH_USED_BUCKET(soap, i) {
         for (struct soap_ilist *ip = soap->iht[i]; ip; ip = ip->next) {
+            if (ip->copy || ip->flist)
+                copies = true;
             if (!ip->ptr) {
                 if (ip->id[0] == '#') {
                     id_error(soap, ip->id, SOAP_MISSING_ID);
@@ -604,10 +682,12 @@ int soap_resolve(struct soap *soap)
             ip->link = nullptr;
         }
     }
+    if (!copies)
+        return SOAP_OK;
     bool changed;
     do {
         changed = false;
-        for (size_t i = 0; i < SOAP_IDHASH; i++) {
+        EACH_USED_BUCKET(soap, i) {
             for (struct soap_ilist *ip = soap->iht[i]; ip; ip = ip->next) {
                 if (!ip->ptr || (!ip->copy && !ip->flist))
                     continue;
@@ -651,7 +731,7 @@ static void relocate_chain(void **q, const char *start, const char *end, ptrdiff
 void soap_update_pointers(struct soap *soap, char *start, char *end, char *p1, char *p2)
 {
     const ptrdiff_t delta = p1 - p2;
-    for (size_t i = 0; i < SOAP_IDHASH; i++) {
+    EACH_USED_BUCKET(soap, i) {
         for (struct soap_ilist *ip = soap->iht[i]; ip; ip = ip->next) {
             if (ip->ptr && in_range(ip->ptr, start, end))
                 ip->ptr = static_cast<char *>(ip->ptr) + delta;

@@ -515,6 +515,7 @@ struct soap {
     unsigned long matchgen;      /* begun again after soap_revert is not matched again */
     struct soap_matchcache matchcache;
     short attrs_visible;         /* some entry of `attributes` may be visible: the next peek hides them */
+    short iht_used;              /* some id was entered since the id table was last emptied */
 
     /* namespaces */
     const struct Namespace *namespaces;
@@ -676,6 +677,10 @@ void *soap_track_malloc(struct soap *soap, const char *file, int line, size_t si
 void soap_track_free(struct soap *soap, const char *file, int line, void *p);
 void soap_track_unlink(struct soap *soap, const void *p);
 void soap_free_memcache(struct soap *soap);
+/* A block of n bytes for the context's own tables, from the memory kept between messages, and its
+   return there (the same n). */
+void *soap_kept_take(struct soap *soap, size_t n);
+void soap_kept_give(struct soap *soap, void *p, size_t n);
 void soap_clist_give(struct soap *soap, struct soap_clist *cp);
 void *soap_malloc(struct soap *soap, size_t n);
 char *soap_strdup(struct soap *soap, const char *s);

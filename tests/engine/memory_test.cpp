@@ -614,12 +614,19 @@ TEST(MemoryCache, GuardOfAReusedBlockStandsBehindTheNewSize)
     soap_malloc(c.s, 100);
     soap_end(c.s);
     char *p = static_cast<char *>(soap_malloc(c.s, 10));  /* m = 12: no slack behind the bytes */
+    char saved[2] = {p[10], p[11]};
     p[10] = 'x';
     p[11] = 'x';
     testing::internal::CaptureStderr();
     soap_end(c.s);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Data corruption in dynamic allocation (see logs)\n");
     EXPECT_EQ(c.s->error, SOAP_MOE);
+    EXPECT_EQ(chain_length(c.s), 1u);  /* the corrupt block is left where it was */
+    p[10] = saved[0];
+    p[11] = saved[1];
+    c.s->error = SOAP_OK;
+    soap_end(c.s);
+    EXPECT_EQ(c.s->alist, nullptr);
 }
 
 TEST(MemoryCache, LargeBlocksGoBackToTheSystem)
