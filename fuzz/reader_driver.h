@@ -94,7 +94,7 @@ inline void run(struct soap *soap, const unsigned char *data, size_t size)
             }
             continue;
         }
-        switch ((in.size - in.pos + (size_t)steps) % 9) {
+        switch ((in.size - in.pos + (size_t)steps) % 11) {
         case 0:
             if (soap_ignore_element(soap))
                 return;
@@ -150,6 +150,29 @@ inline void run(struct soap *soap, const unsigned char *data, size_t size)
             if (soap->mode & SOAP_C_UTFSTRING)
                 (void)soap_string_in(soap, 2, 0, 64);
             break;
+        case 9:
+        case 10: {
+            /* by name, as the message model reads: the element's own name (kept across its
+               reading) or a fixed one, its text taken in place when it can be */
+            char name[SOAP_TAGLEN];
+            strcpy(name, (in.size - in.pos) % 2 ? soap->tag : "p:a");
+            if (soap_element_begin_in(soap, name, 1, nullptr))
+                return;
+            if (soap->body) {
+                size_t len = 0;
+                const char *run = soap_text_run(soap, &len);
+                unsigned sum = 0;
+                for (size_t i = 0; run && i < len; i++)  /* every byte handed out must be there */
+                    sum += (unsigned char)run[i];
+                if (sum == 1)
+                    return;
+                if (!run && !soap_string_in(soap, 1, -1, -1))
+                    return;
+                if (soap_element_end_in(soap, name))
+                    return;
+            }
+            break;
+        }
         }
     }
 }
