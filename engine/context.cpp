@@ -87,6 +87,15 @@ static void clear_tables(struct soap *soap)
     soap->iht_used = 0;
 }
 
+/* What a context keeps for itself between messages: kept memory and remembered lookups. */
+static void clear_caches(struct soap *soap)
+{
+    soap->memcache = soap_memcache{};
+    soap->nscache = soap_nscache{};
+    soap->matched = nullptr;
+    soap->matchcache = soap_matchcache{};
+}
+
 /* The parser's view of the element at hand. */
 static void clear_parser_state(struct soap *soap)
 {
@@ -197,13 +206,9 @@ void soap_init(struct soap *soap)
     soap->blist = nullptr;
     soap->clist = nullptr;
     soap->alist = nullptr;
-    soap->memcache = soap_memcache{};
-    soap->nsgen = 1;  /* the empty cache below is stale */
-    soap->nscache = soap_nscache{};
-    soap->matched = nullptr;
-    soap->matchcache = soap_matchcache{};
+    soap->nsgen = 1;  /* the empty caches are stale */
+    clear_caches(soap);
     soap->attrs_visible = 0;
-    soap->iht_used = 0;
 
     /* namespaces */
     soap->namespaces = namespaces;
@@ -358,10 +363,7 @@ struct soap *soap_copy_context(struct soap *dst, const struct soap *src)
     dst->blist = nullptr;
     dst->clist = nullptr;
     dst->alist = nullptr;
-    dst->memcache = soap_memcache{};
-    dst->nscache = soap_nscache{};
-    dst->matched = nullptr;
-    dst->matchcache = soap_matchcache{};
+    clear_caches(dst);
     dst->labbuf = nullptr;
     dst->lablen = 0;
     dst->labidx = 0;

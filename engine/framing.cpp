@@ -9,6 +9,7 @@
 #include <openssl/err.h>
 
 #include "soapengine.h"
+#include "soapinternal.h"
 
 /* ------------------------------------------------------------------------ */
 /* Output                                                                    */
@@ -69,17 +70,15 @@ int soap_send_raw(struct soap *soap, const char *s, size_t n)
 {
     if (!n)
         return SOAP_OK;
-    const uint32_t io = soap->mode & (SOAP_IO_LENGTH | SOAP_IO);
-    if (!soap->ffiltersend) {
-        if (io == SOAP_IO_FLUSH) {  /* straight out; no count pass, so no hook */
-            trace_sent(soap, s, n);
-            return soap->error = soap->fsend(soap, s, n);
-        }
-        if (io <= SOAP_IO_CHUNK && n < SOAP_BUFLEN - soap->bufidx) {
-            memcpy(soap->buf + soap->bufidx, s, n);
-            soap->bufidx += n;
-            return SOAP_OK;
-        }
+    if (char *d = soap_send_room(soap, n)) {
+        memcpy(d, s, n);
+        soap->bufidx += n;
+        return SOAP_OK;
+    }
+    if (!soap->ffiltersend && (soap->mode & (SOAP_IO_LENGTH | SOAP_IO)) == SOAP_IO_FLUSH) {
+        /* straight out; no count pass, so no hook */
+        trace_sent(soap, s, n);
+        return soap->error = soap->fsend(soap, s, n);
     }
     return send_raw_slow(soap, s, n);
 }

@@ -89,14 +89,9 @@ void soap_track_unlink(struct soap *soap, const void *p)
         t->live = 0;
 }
 
-/* A block put in the context's cache is no longer the message's: its record
- * goes dead until the block is taken again, so that leak counts between
- * messages see only what a message holds. */
-static void track_park(struct soap *soap, const void *p)
-{
-    soap_track_unlink(soap, p);
-}
-
+/* A block taken again from the context's cache: its record, dead while the
+ * block was kept (so that leak counts between messages see only what a
+ * message holds), is live again. */
 static void track_unpark(struct soap *soap, int line, const void *p)
 {
     struct soap_track *t = track_find(soap, p);
@@ -154,7 +149,6 @@ void soap_track_report(struct soap *soap)
 void *soap_track_malloc(struct soap *, const char *, int, size_t size) { return malloc(size); }
 void soap_track_free(struct soap *, const char *, int, void *p) { free(p); }
 void soap_track_unlink(struct soap *, const void *) {}
-static void track_park(struct soap *, const void *) {}
 static void track_unpark(struct soap *, int, const void *) {}
 static void track_move(struct soap *, struct soap *, const void *) {}
 void soap_track_report(struct soap *soap);
@@ -259,7 +253,7 @@ static void cache_give(struct soap *soap, void *p, size_t total)
         FREE(soap, p);
         return;
     }
-    track_park(soap, p);
+    soap_track_unlink(soap, p);
     memcpy(p, &soap->memcache.bins[k], sizeof(void *));
     soap->memcache.bins[k] = p;
     soap->memcache.bytes += (size_t)32 << k;
@@ -294,7 +288,7 @@ void soap_clist_give(struct soap *soap, struct soap_clist *cp)
         FREE(soap, cp);
         return;
     }
-    track_park(soap, cp);
+    soap_track_unlink(soap, cp);
     cp->next = soap->memcache.clist;
     soap->memcache.clist = cp;
     soap->memcache.bytes += sizeof(struct soap_clist);

@@ -32,17 +32,13 @@ static inline bool is_entity(soap_wchar c)
 /* Byte classes                                                              */
 /* ------------------------------------------------------------------------ */
 
-/* One table answers "may this byte be copied as part of a run?" for each
- * scanning loop, so that plain text moves by memcpy and not byte by byte. */
+/* One table answers "may this byte be copied as part of a run?" for the
+ * symbol layer and the attribute values; the other loops scan for byte sets
+ * (below). */
 enum : unsigned char {
-    K_BLANK = 1,     /* 0 to 32 */
-    K_TAGSTOP = 2,   /* ends an element name: 0 to 32, '>' and '/' */
-    K_ATTRSTOP = 4,  /* ends an attribute name: the same and '=' */
-    K_MARKUP = 8,    /* turned into a symbol by soap_get: < > & " ' */
-    K_QVAL = 16,     /* stops a quoted attribute value: < & " ' */
-    K_UVAL = 32,     /* stops an unquoted attribute value: < & > blank tab CR LF / */
-    K_STR = 64,      /* stops plain text in strings and end-tag skipping: < & / */
-    K_HIGH = 128,    /* 128 to 255 */
+    K_MARKUP = 1,    /* turned into a symbol by soap_get: < > & " ' */
+    K_QVAL = 2,      /* stops a quoted attribute value: < & " ' */
+    K_UVAL = 4,      /* stops an unquoted attribute value: < & > blank tab CR LF / */
 };
 
 struct byte_classes {
@@ -51,22 +47,12 @@ struct byte_classes {
     {
         for (int c = 0; c < 256; c++) {
             unsigned char v = 0;
-            if (c <= 32)
-                v |= K_BLANK | K_TAGSTOP | K_ATTRSTOP;
-            if (c == '>' || c == '/')
-                v |= K_TAGSTOP | K_ATTRSTOP;
-            if (c == '=')
-                v |= K_ATTRSTOP;
             if (c == '<' || c == '>' || c == '&' || c == '"' || c == '\'')
                 v |= K_MARKUP;
             if (c == '<' || c == '&' || c == '"' || c == '\'')
                 v |= K_QVAL;
             if (c == '<' || c == '&' || c == '>' || c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '/')
                 v |= K_UVAL;
-            if (c == '<' || c == '&' || c == '/')
-                v |= K_STR;
-            if (c >= 128)
-                v |= K_HIGH;
             k[c] = v;
         }
     }
@@ -181,6 +167,12 @@ static soap_wchar predefined_entity(struct soap *soap)
             return (soap_wchar)((uint32_t)k.ch | (uint32_t)SOAP_ENTITY_BIT);
         }
     return 0;
+}
+
+/* "</" whole in the buffer at index i. */
+static inline bool end_tag_at(const struct soap *soap, size_t i)
+{
+    return i + 1 < soap->buflen && soap->buf[i] == '<' && soap->buf[i + 1] == '/';
 }
 
 /* Behind '<': a byte that the symbol layer takes as the start of an element name. */
@@ -606,17 +598,18 @@ soap_wchar soap_getutf8(struct soap *soap)
 /* ------------------------------------------------------------------------ */
 
 /* Stores a name that begins with byte c into dst (at most cap - 1 bytes, the
- * rest being dropped) up to a byte of class `stop`; returns that byte. */
-static soap_wchar read_name(struct soap *soap, soap_wchar c, char *dst, size_t cap, unsigned char stop)
+ * rest being dropped) up to a byte of the set `stop`; returns that byte. */
+template <unsigned stop>
+static soap_wchar read_name(struct soap *soap, soap_wchar c, char *dst, size_t cap)
 {
     size_t i = 0;
-    while (c >= 0 && (c > 255 || !(CLS.k[c] & stop))) {
+    while (c >= 0 && (c > 255 || !in_set<stop>((unsigned char)c))) {
         if (i < cap - 1)
             dst[i++] = (char)c;
         if (!soap->ahead) {
             const unsigned char *p = reinterpret_cast<const unsigned char *>(soap->buf) + soap->bufidx;
             const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
-            const unsigned char *q = stop == K_TAGSTOP ? scan_set<SET_TAGSTOP>(p, e) : scan_set<SET_ATTRSTOP>(p, e);
+            const unsigned char *q = scan_set<stop>(p, e);
             size_t run = (size_t)(q - p);
             size_t k = run < cap - 1 - i ? run : cap - 1 - i;
             memcpy(dst + i, p, k);
@@ -990,7 +983,7 @@ int soap_peek_element(struct soap *soap)
     }
 
     c = skip_raw_blanks(soap, raw_get(soap));
-    c = read_name(soap, c, soap->tag, SOAP_TAGLEN, K_TAGSTOP);
+    c = read_name<SET_TAGSTOP>(soap, c, soap->tag, SOAP_TAGLEN);
     c = skip_raw_blanks(soap, c);
 
     if (soap->nlist && soap->nlist->level >= soap->level)
@@ -1010,7 +1003,7 @@ int soap_peek_element(struct soap *soap)
                 soap->error = SOAP_EOF;
             return soap->error;
         }
-        c = read_name(soap, c, soap->tmpbuf, SOAP_TAGLEN, K_ATTRSTOP);
+        c = read_name<SET_ATTRSTOP>(soap, c, soap->tmpbuf, SOAP_TAGLEN);
         if (!soap->tmpbuf[0])
             return soap->error = SOAP_SYNTAX_ERROR;
         struct soap_attribute *tp = attr_entry(soap, soap->tmpbuf);
@@ -1111,8 +1104,7 @@ int soap_element_end_in(struct soap *soap, const char *tag)
             const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
             const unsigned char *q = scan_set<SET_STR>(p, e);
             soap->bufidx += (size_t)(q - p);
-            if (soap->bufidx + 1 < soap->buflen && soap->buf[soap->bufidx] == '<' &&
-                soap->buf[soap->bufidx + 1] == '/') {
+            if (end_tag_at(soap, soap->bufidx)) {
                 soap->bufidx += 2;
                 c = SOAP_TT;
                 goto again;
@@ -1153,7 +1145,7 @@ int soap_element_end_in(struct soap *soap, const char *tag)
     }
     if (c != '>') {
         c = skip_raw_blanks(soap, raw_get(soap));
-        c = read_name(soap, c, soap->tag, SOAP_TAGLEN, K_TAGSTOP);
+        c = read_name<SET_TAGSTOP>(soap, c, soap->tag, SOAP_TAGLEN);
         c = skip_raw_blanks(soap, c);
     }
     if (c != '>') {
@@ -1465,8 +1457,7 @@ static char *string_in(struct soap *soap, int flag, long minlen, long maxlen, bo
                     soap->bufidx += run;
                     l += (long)run;
                 }
-                if (soap->bufidx + 1 < soap->buflen && soap->buf[soap->bufidx] == '<' &&
-                    soap->buf[soap->bufidx + 1] == '/') {
+                if (end_tag_at(soap, soap->bufidx)) {
                     /* what the symbol layer makes of an end tag's start */
                     soap->bufidx += 2;
                     c = SOAP_TT;
@@ -1722,10 +1713,11 @@ const char *soap_text_run(struct soap *soap, size_t *len)
     const unsigned char *e = reinterpret_cast<const unsigned char *>(soap->buf) + soap->buflen;
     /* plain ASCII reads the same in every mode; a NUL would end the copied C string */
     const unsigned char *q = scan_set<SET_STR | S_NUL | S_HIGH>(p, e);
-    if (e - q < 2 || q[0] != '<' || q[1] != '/')
+    const size_t run = (size_t)(q - p);
+    if (!end_tag_at(soap, soap->bufidx + run))
         return nullptr;
-    *len = (size_t)(q - p);
-    soap->bufidx += *len + 2;
+    *len = run;
+    soap->bufidx += run + 2;
     soap->ahead = SOAP_TT;
     return reinterpret_cast<const char *>(p);
 }

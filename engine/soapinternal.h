@@ -7,6 +7,17 @@
 
 #include "soapengine.h"
 
+/* Room for n more bytes straight in buf: plain buffered output (no counting pass, no write-through,
+   no send filter) with the bytes fitting before the buffer is full; null otherwise, and the bytes
+   go through soap_send_raw's other paths. */
+static inline char *soap_send_room(struct soap *soap, size_t n)
+{
+    const uint32_t io = soap->mode & (SOAP_IO_LENGTH | SOAP_IO);
+    if (io >= SOAP_IO_BUFFER && io <= SOAP_IO_CHUNK && !soap->ffiltersend && n < SOAP_BUFLEN - soap->bufidx)
+        return soap->buf + soap->bufidx;
+    return nullptr;
+}
+
 /* HTTP defaults (http.cpp) */
 int http_post(struct soap *soap, const char *endpoint, const char *host, int port, const char *path,
               const char *action, size_t count);

@@ -10,6 +10,7 @@
 #include <cwchar>
 
 #include "soapengine.h"
+#include "soapinternal.h"
 
 #define SOAP_FILE_TAG "soapengine"
 #define MALLOC(soap, n) soap_track_malloc((soap), SOAP_FILE_TAG, __LINE__, (n))
@@ -24,18 +25,6 @@ static const char xop_include_href[] = "xmlns:xop=\"http://www.w3.org/2004/08/xo
 /* Raw output helpers                                                        */
 /* ------------------------------------------------------------------------ */
 
-/* Room for n more bytes straight in buf: plain buffered output (no counting
- * pass, no write-through, no send filter) with the bytes fitting before the
- * buffer is full.  Null otherwise; the caller then goes through
- * soap_send_raw, which does the same in the same case. */
-static inline char *room(struct soap *soap, size_t n)
-{
-    const uint32_t io = soap->mode & (SOAP_IO_LENGTH | SOAP_IO);
-    if (io >= SOAP_IO_BUFFER && io <= SOAP_IO_CHUNK && !soap->ffiltersend && n < SOAP_BUFLEN - soap->bufidx)
-        return soap->buf + soap->bufidx;
-    return nullptr;
-}
-
 /* The counting pass without hooks: only the length is wanted. */
 static inline bool counting(const struct soap *soap)
 {
@@ -44,7 +33,7 @@ static inline bool counting(const struct soap *soap)
 
 static inline int out(struct soap *soap, const char *s, size_t n)
 {
-    if (char *d = room(soap, n)) {
+    if (char *d = soap_send_room(soap, n)) {
         memcpy(d, s, n);
         soap->bufidx += n;
         return SOAP_OK;
@@ -78,7 +67,7 @@ template <typename... P>
 static inline __attribute__((always_inline)) int outv(struct soap *soap, P... v)
 {
     const size_t n = (v.n + ...);
-    if (char *d = room(soap, n)) {
+    if (char *d = soap_send_room(soap, n)) {
         ((memcpy(d, v.s, v.n), d += v.n), ...);
         soap->bufidx += n;
         return SOAP_OK;
@@ -386,7 +375,7 @@ static int string_out_kind(struct soap *soap, const unsigned char *p, bool mb, b
         }
         const Entity &e = entity_of(c);
         const size_t k = (size_t)(p - run);
-        if (char *d = room(soap, k + sizeof(e.s))) {
+        if (char *d = soap_send_room(soap, k + sizeof(e.s))) {
             memcpy(d, run, k);
             memcpy(d + k, e.s, sizeof(e.s));
             soap->bufidx += k + e.n;
@@ -821,6 +810,8 @@ static const uint32_t TAG_MODES = SOAP_XML_INDENT | SOAP_XML_DEFAULTNS | SOAP_XM
 
 static inline bool attributes_waiting(const struct soap *soap)
 {
+    if (!soap->attrs_visible)
+        return false;
     for (const struct soap_attribute *tp = soap->attributes; tp; tp = tp->next)
         if (tp->visible)
             return true;

@@ -560,12 +560,18 @@ static const soap_class_info *pick_class(struct soap *soap, const soap_class_inf
     return ci;
 }
 
+/* A new object (n < 0) or array of class ci, on the context's object list. */
+static void *make_linked(struct soap *soap, const soap_class_info *ci, int n)
+{
+    return link_object(soap, ci->ops->make(soap, n), ci->type, n, ci->ops->destroy);
+}
+
 void *soap_frame_instantiate(struct soap *soap, const soap_class_info *ci, int n, const char *type,
                              const char *arrayType, size_t *size)
 {
     (void)arrayType;
     const soap_class_info *make = pick_class(soap, ci, type);
-    void *p = link_object(soap, make->ops->make(soap, n), make->type, n, make->ops->destroy);
+    void *p = make_linked(soap, make, n);
     if (p && size)
         *size = n < 0 ? make->size : static_cast<size_t>(n) * make->size;
     return p;
@@ -617,7 +623,7 @@ void **soap_frame_in_pclass(struct soap *soap, const soap_class_info *ci, const 
     soap_frame_store_ptr(a, nullptr);
     if (!soap->null && *soap->href != '#') {
         const soap_class_info *made = pick_class(soap, ci, soap->type);
-        void *p = link_object(soap, made->ops->make(soap, -1), made->type, -1, made->ops->destroy);
+        void *p = make_linked(soap, made, -1);
         if (!p)
             return nullptr;
         soap_frame_store_ptr(a, p);  /* made in its default state, by its constructor */
@@ -660,44 +666,36 @@ int soap_frame_out_string(struct soap *soap, const char *tag, int id, const std:
 /* The element of a text, begun already. */
 static std::string *string_begun(struct soap *soap, const char *tag, std::string *s, int tid)
 {
-    if (!*soap->id) {
-        /* nothing to enter: what soap_id_enter would do, without the type dispatch */
-        soap->alloced = 0;
-        if (!s) {
-            /* a new text is made with its content when that is a plain run */
-            size_t n = 0;
-            const char *run = soap->body && !*soap->href ? soap_text_run(soap, &n) : nullptr;
-            s = static_cast<std::string *>(link_object(
-                soap, run ? new (std::nothrow) std::string(run, n) : new (std::nothrow) std::string, tid, -1,
-                destroy_strings));
-            if (!s)
-                return nullptr;
-            soap->alloced = 1;
-            if (run)
-                return soap_element_end_in(soap, tag) ? nullptr : s;
-        }
+    size_t n = 0;
+    const char *run = soap->body && !*soap->href ? soap_text_run(soap, &n) : nullptr;
+    if (!s && !*soap->id) {
+        /* what soap_id_enter would do, without the type dispatch; a new text is made with its
+           content when that is a plain run */
+        s = static_cast<std::string *>(link_object(
+            soap, run ? new (std::nothrow) std::string(run, n) : new (std::nothrow) std::string, tid, -1,
+            destroy_strings));
+        if (!s)
+            return nullptr;
+        soap->alloced = 1;
     } else {
         s = static_cast<std::string *>(
             soap_id_enter(soap, soap->id, s, tid, sizeof(std::string), 0, nullptr, nullptr, soap_instantiate));
         if (!s)
             return nullptr;
+        if (run)
+            s->assign(run, n);
     }
     if (*soap->href) {
         s = static_cast<std::string *>(
             soap_id_forward(soap, soap->href, s, 0, tid, 0, sizeof(std::string), 0, soap_frame_copy));
         if (!s)
             return nullptr;
-    } else if (soap->body) {
-        size_t n;
-        if (const char *run = soap_text_run(soap, &n)) {
-            s->assign(run, n);
-        } else {
-            /* up to a NUL that a character reference may have put in, as a copied C string would */
-            const char *t = soap_string_in_lab(soap, 1, -1, -1, nullptr);
-            if (!t)
-                return nullptr;
-            s->assign(t);
-        }
+    } else if (soap->body && !run) {
+        /* up to a NUL that a character reference may have put in, as a copied C string would */
+        const char *t = soap_string_in_lab(soap, 1, -1, -1, nullptr);
+        if (!t)
+            return nullptr;
+        s->assign(t);
     }
     if (soap->body && soap_element_end_in(soap, tag))
         return nullptr;
