@@ -680,18 +680,12 @@ int soap_getattrval(struct soap *soap, char *s, size_t n, soap_wchar d)
             s[i++] = '>';
             break;
         case SOAP_QT:
-            if (d == SOAP_QT) {
-                s[i] = '\0';
-                return SOAP_OK;
-            }
-            s[i++] = '"';
-            break;
         case SOAP_AP:
-            if (d == SOAP_AP) {
+            if (d == c) {
                 s[i] = '\0';
                 return SOAP_OK;
             }
-            s[i++] = '\'';
+            s[i++] = c == SOAP_QT ? '"' : '\'';
             break;
         case ' ':
         case '\t':

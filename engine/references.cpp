@@ -14,29 +14,19 @@
 #define FREE(soap, p) soap_track_free((soap), SOAP_FILE_TAG, __LINE__, (p))
 
 /* Index of the first bucket of the id table from i on that holds an entry,
- * SOAP_IDHASH for none.  Most messages have no ids at all, so the table is
- * looked at 32 buckets a test rather than one. */
-static size_t next_used(struct soap_ilist *const *t, size_t i)
+ * SOAP_IDHASH for none; most messages have no ids, and then no bucket is
+ * looked at. */
+static inline size_t next_used(const struct soap *soap, size_t i)
 {
-    const size_t G = 32;
-    for (; i < SOAP_IDHASH && (i & (G - 1)); i++)
-        if (t[i])
-            return i;
-    for (; i + G <= SOAP_IDHASH; i += G) {
-        uintptr_t any = 0;
-        for (size_t j = 0; j < G; j++)
-            any |= (uintptr_t)t[i + j];
-        if (any)
-            break;
-    }
-    for (; i < SOAP_IDHASH; i++)
-        if (t[i])
-            return i;
-    return SOAP_IDHASH;
+    if (!soap->iht_used)
+        return SOAP_IDHASH;
+    while (i < SOAP_IDHASH && !soap->iht[i])
+        i++;
+    return i;
 }
 
 #define EACH_USED_BUCKET(soap, i) \
-    for (size_t i = next_used((soap)->iht, 0); i < SOAP_IDHASH; i = next_used((soap)->iht, i + 1))
+    for (size_t i = next_used((soap), 0); i < SOAP_IDHASH; i = next_used((soap), i + 1))
 
 static inline size_t ptr_bucket(const void *p)
 {
@@ -84,9 +74,6 @@ void soap_free_pht(struct soap *soap)
 
 void soap_free_iht(struct soap *soap)
 {
-    if (!soap->iht_used)
-        return;
-    soap->iht_used = 0;
     EACH_USED_BUCKET(soap, i) {
         struct soap_ilist *ip = soap->iht[i];
         while (ip) {
@@ -102,6 +89,7 @@ void soap_free_iht(struct soap *soap)
         }
         soap->iht[i] = nullptr;
     }
+    soap->iht_used = 0;
 }
 
 /* ------------------------------------------------------------------------ */
